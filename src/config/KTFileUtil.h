@@ -1,0 +1,36 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quilt {
+
+// Small file operations shared by the stores, the bundle code and the tools.
+class KTFileUtil {
+public:
+    // Whole file as bytes; nullopt when it cannot be read (*error says why).
+    static std::optional<std::string> read(const std::string& path, std::string* error = nullptr);
+
+    // Replaces the file atomically: writes a temporary file in the same
+    // folder, flushes it to disk and renames it over the target, so a crash
+    // or a full disk leaves either the old or the new file, never a torn one.
+    static bool writeAtomically(const std::string& path, std::string_view data,
+                                std::string* error = nullptr, int mode = 0644);
+
+    // mkdir -p; true when the folder exists afterwards.
+    static bool makeDirectories(const std::string& path, std::string* error = nullptr);
+
+    static bool exists(const std::string& path);
+    static bool isDirectory(const std::string& path);
+
+    // Recursive copy of a file or folder (symlinks copied as links, modes kept).
+    static bool copyTree(const std::string& from, const std::string& to, std::string* error = nullptr);
+    // rm -rf; true when nothing is left at the path.
+    static bool removeTree(const std::string& path, std::string* error = nullptr);
+
+    static std::string lastComponent(std::string_view path);
+    static std::string parentFolder(std::string_view path);
+};
+
+} // namespace quilt

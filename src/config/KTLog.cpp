@@ -1,0 +1,52 @@
+#include "KTLog.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+
+namespace quilt {
+
+namespace {
+std::mutex& sinkMutex()
+{
+    static std::mutex m;
+    return m;
+}
+KTLog::Sink& sinkRef()
+{
+    static KTLog::Sink s;
+    return s;
+}
+} // namespace
+
+void KTLog::line(std::string_view text)
+{
+    std::lock_guard lock(sinkMutex());
+    if (auto& s = sinkRef()) {
+        s(text);
+        return;
+    }
+    std::string out(text);
+    out.push_back('\n');
+    std::fwrite(out.data(), 1, out.size(), stderr);
+}
+
+bool KTLog::debugEnabled()
+{
+    static const bool on = std::getenv("QUILT_DEBUG") != nullptr;
+    return on;
+}
+
+void KTLog::debug(std::string_view text)
+{
+    if (debugEnabled())
+        line(text);
+}
+
+void KTLog::setSink(Sink sink)
+{
+    std::lock_guard lock(sinkMutex());
+    sinkRef() = std::move(sink);
+}
+
+} // namespace quilt

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "config/KTJson.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace quilt::test {
+
+// A private world for one test: HOME and the XDG folders in a fresh
+// temporary folder, and a minimal app bundle with its own unique id set as
+// the running app's bundle. Shared stores are reset before and after, so
+// each test starts as a first launch.
+class TestEnvironment {
+public:
+    TestEnvironment();
+    ~TestEnvironment();
+    TestEnvironment(const TestEnvironment&) = delete;
+    TestEnvironment& operator=(const TestEnvironment&) = delete;
+
+    const std::string& root() const { return root_; }
+    const std::string& home() const { return home_; }
+    const std::string& bundlePath() const { return bundle_; }
+    const std::string& uniqueId() const { return uniqueId_; }
+    // The data folder of the test bundle ("%@/Quilt/%@/").
+    std::string dataFolder() const;
+
+    // Makes a bundle folder with Info.plist and a unique id; returns its path.
+    std::string makeBundle(const std::string& name, const std::string& version = "1.0",
+                           const std::string& uniqueId = "") const;
+    void writeFile(const std::string& path, const std::string& content) const;
+    std::string readFile(const std::string& path) const;
+    KTJson readJson(const std::string& path) const;
+
+    static void resetSharedStores();
+
+private:
+    std::string root_, home_, bundle_, uniqueId_;
+    std::vector<std::pair<std::string, std::string>> savedEnv_;
+};
+
+// Captures log lines while alive.
+class LogCapture {
+public:
+    LogCapture();
+    ~LogCapture();
+    const std::vector<std::string>& lines() const { return lines_; }
+    size_t count(const std::string& prefix) const;
+
+private:
+    std::vector<std::string> lines_;
+};
+
+} // namespace quilt::test
