@@ -5,3 +5,9 @@ quilt_add_test(web_policy_tests
   ${CMAKE_CURRENT_LIST_DIR}/web/ResponsePolicyTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/web/TypedAddressTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/web/UserAgentsTest.cpp)
+
+quilt_add_test(web_userscripts_tests
+  ${CMAKE_CURRENT_LIST_DIR}/web/UserScriptsTest.cpp)
+
+quilt_add_test(download_queue_tests
+  ${CMAKE_CURRENT_LIST_DIR}/services/DownloadQueueTest.cpp)
