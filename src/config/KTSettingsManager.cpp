@@ -45,8 +45,12 @@ void KTSettingsManager::loadSettings()
     std::lock_guard g(lock_);
     if (data && !data->empty()) {
         auto parsed = json::parse(*data, &error);
-        if (!parsed)
+        if (!parsed) {
+            // Two lines for a corrupt file: what is wrong, and that the file
+            // is left alone (settings stay empty until the next start).
             KTLog::line("loadSettings2 " + error);
+            KTLog::line("loadSettings2 " + path() + " is not valid JSON; it is kept as it is");
+        }
         settings_ = parsed ? std::make_unique<KTJson>(std::move(*parsed)) : nullptr;
     } else {
         settings_ = std::make_unique<KTJson>(KTJson::object());
