@@ -23,6 +23,13 @@ uint32_t getBE32(std::string_view in, size_t at)
 }
 
 bool isPng(std::string_view data) { return data.substr(0, 8) == std::string_view("\x89PNG\r\n\x1a\n", 8); }
+
+// gdk-pixbuf's PNG loader returns a partly drawn image, without an error, for
+// a truncated file; a complete PNG has its empty IEND chunk.
+bool isCompletePng(std::string_view data)
+{
+    return isPng(data) && data.find(std::string_view("\0\0\0\0IEND", 8), 8) != std::string_view::npos;
+}
 } // namespace
 
 std::string KTIcns::typeForSize(int pixels)
@@ -120,7 +127,7 @@ GdkPixbuf* KTIcns::readLargest(std::string_view bytes)
         return nullptr;
     GdkPixbuf* best = nullptr;
     for (const auto& e : *elements) {
-        if (!isPng(e.data))
+        if (!isCompletePng(e.data))
             continue; // legacy bitmap elements are not worth decoding
         auto loader = GRef<GdkPixbufLoader>::adopt(gdk_pixbuf_loader_new_with_type("png", nullptr));
         if (!loader)
