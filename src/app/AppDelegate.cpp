@@ -1,0 +1,568 @@
+#include "AppDelegate.h"
+
+#include "KTWindowRestorer.h"
+#include "config/KTBehaviorManager.h"
+#include "config/KTBookmarksManager.h"
+#include "config/KTBundle.h"
+#include "config/KTHistoryManager.h"
+#include "config/KTIcns.h"
+#include "config/KTLog.h"
+#include "config/KTQuiltManager.h"
+#include "config/KTRestoreManager.h"
+#include "config/KTSettingsManager.h"
+#include "config/KTUpdateManager.h"
+#include "config/KTUserDefaults.h"
+#include "web/KTWebContext.h"
+#include "windows/KTMainWindowController.h"
+
+#include <glib-unix.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace quilt {
+
+namespace {
+AppDelegate* sharedDelegate = nullptr;
+
+std::string applicationId()
+{
+    std::string id = KTBundle::main().bundleIdentifier();
+    return g_application_id_is_valid(id.c_str()) ? id : std::string("org.quilt.DefaultApp");
+}
+
+KTMainWindowController* firstWindow()
+{
+    auto& list = KTMainWindowController::mainWindows();
+    return list.empty() ? nullptr : list.front().get();
+}
+} // namespace
+
+AppDelegate::AppDelegate()
+{
+    sharedDelegate = this;
+    KTShellDelegate::setShared(this);
+}
+
+AppDelegate::~AppDelegate()
+{
+    KTShellDelegate::setShared(nullptr);
+    if (app_)
+        g_object_unref(app_);
+    sharedDelegate = nullptr;
+}
+
+AppDelegate* AppDelegate::shared() { return sharedDelegate; }
+
+int AppDelegate::run(int argc, char** argv)
+{
+    std::string id = applicationId();
+    // The window class matches the desktop entry's StartupWMClass.
+    g_set_prgname(id.c_str());
+    gdk_set_program_class(id.c_str());
+    app_ = gtk_application_new(id.c_str(), G_APPLICATION_HANDLES_OPEN);
+    g_signal_connect(app_, "startup", G_CALLBACK(+[](GApplication*, AppDelegate* self) { self->onStartup(); }), this);
+    g_signal_connect(app_, "activate", G_CALLBACK(+[](GApplication*, AppDelegate* self) { self->onActivate(); }), this);
+    g_signal_connect(app_, "open", G_CALLBACK(+[](GApplication*, GFile** files, int n, const char*, AppDelegate* self) {
+                         self->onOpen(files, n);
+                     }),
+                     this);
+    g_signal_connect(app_, "shutdown", G_CALLBACK(+[](GApplication*, AppDelegate* self) {
+                         self->applicationWillTerminate();
+                     }),
+                     this);
+    return g_application_run(G_APPLICATION(app_), argc, argv);
+}
+
+void AppDelegate::onStartup()
+{
+    KTMainWindowController::setApplication(app_);
+    KTMainWindowController::hideApplication = [this] { hideApplication(); };
+    loadApplicationIcon();
+    installActions();
+    // Logging out sends SIGTERM: quit without asking, but save.
+    auto onSignal = +[](gpointer data) -> gboolean {
+        static_cast<AppDelegate*>(data)->quit(false);
+        return G_SOURCE_CONTINUE;
+    };
+    g_unix_signal_add(SIGTERM, onSignal, this);
+    g_unix_signal_add(SIGINT, onSignal, this);
+    g_unix_signal_add(SIGHUP, onSignal, this);
+}
+
+void AppDelegate::onActivate()
+{
+    if (!launched_) {
+        launch();
+        return;
+    }
+    applicationShouldHandleReopen();
+}
+
+void AppDelegate::onOpen(GFile** files, int count)
+{
+    std::vector<std::string> urls;
+    for (int i = 0; i < count; ++i) {
+        char* uri = g_file_get_uri(files[i]);
+        urls.emplace_back(uri ? uri : "");
+        g_free(uri);
+    }
+    if (!launched_)
+        launch();
+    else if (hidden_)
+        applicationShouldHandleReopen();
+    for (const auto& url : urls)
+        handleURLEvent(url);
+}
+
+void AppDelegate::loadApplicationIcon()
+{
+    std::string path = KTBundle::main().resourcePath() + "/AppIcon.icns";
+    if (GdkPixbuf* icon = KTIcns::readLargest(path)) {
+        gtk_window_set_default_icon(icon);
+        g_object_unref(icon);
+    }
+}
+
+void AppDelegate::launch()
+{
+    launched_ = true;
+    applicationWillFinishLaunching();
+    applicationDidFinishLaunching();
+}
+
+void AppDelegate::applicationWillFinishLaunching()
+{
+    auto& settings = KTSettingsManager::sharedManager();
+    // Cookie policy of the app's own session.
+    KTWebContext::shared().setCookieAcceptPolicy(settings.cookiesAllow());
+    auto& restore = KTRestoreManager::sharedManager();
+    KTMainWindowController* top = createNewMainWindow();
+    KTQuiltManager::sharedManager();
+    auto& behavior = KTBehaviorManager::sharedManager();
+    if (behavior.statusBarMode())
+        KTLog::line("menu-bar mode is not available in this version; opening a window");
+
+    if (KTQuiltManager::enterpriseBuild())
+        setFirstWindowAlpha(KTQuiltManager::alphaValue());
+    std::vector<std::string> keys = restore.windowKeys();
+    std::optional<std::string> firstKey = keys.empty() ? std::nullopt : std::optional<std::string>(keys.front());
+    restorWindowForKey(top, firstKey);
+    if (behavior.restoreWindowsAndTabs()) {
+        if (KTQuiltManager::enterpriseBuild())
+            top->tabController()->goHome();
+        else
+            top->tabController()->restoreUrls(firstKey ? restore.getUrlsForKey(*firstKey).value_or(std::vector<std::string>{})
+                                                       : std::vector<std::string>{});
+        for (size_t i = 1; i < keys.size(); ++i) {
+            auto urls = restore.getUrlsForKey(keys[i]).value_or(std::vector<std::string>{});
+            if (behavior.openTabInsteadWindow()) {
+                KTMainWindowController* front = getTopMainController();
+                front->tabController()->addNewTab();
+                front->tabController()->restoreUrls(urls);
+            } else {
+                KTMainWindowController* c = KTMainWindowController::create();
+                restorWindowForKey(c, keys[i]);
+                c->tabController()->restoreUrls(urls);
+                c->showWindow();
+            }
+        }
+    } else {
+        top->tabController()->goHome();
+    }
+    top->showWindow();
+}
+
+void AppDelegate::applicationDidFinishLaunching()
+{
+    observations_.emplace_back("showWindow", [this](const KTNotification&) {
+        if (auto* top = getTopMainController())
+            gtk_widget_show(GTK_WIDGET(top->window().window()));
+    });
+    if (auto* top = getTopMainController())
+        top->updateWindowTitlebar();
+    // Registry, spell checking and other housekeeping wait until the first
+    // page has had the machine to itself.
+    g_timeout_add_full(G_PRIORITY_LOW, 1500, +[](gpointer data) -> gboolean {
+        static_cast<AppDelegate*>(data)->afterFirstPaint();
+        return G_SOURCE_REMOVE;
+    }, this, nullptr);
+}
+
+void AppDelegate::afterFirstPaint()
+{
+    if (terminating_)
+        return;
+    KTUpdateManager::sharedManager().addUpdatePath(KTBundle::main().path());
+    enableSpellCheckAndGrammar();
+}
+
+void AppDelegate::enableSpellCheckAndGrammar()
+{
+    auto& defaults = KTUserDefaults::standardUserDefaults();
+    defaults.setBool("WebGrammarCheckingEnabled", true);
+    defaults.setBool("WebContinuousSpellCheckingEnabled", true);
+    defaults.synchronize();
+    KTWebContext::shared().enableSpellChecking();
+}
+
+KTMainWindowController* AppDelegate::getTopMainController() const
+{
+    // Front-to-back: GtkApplication keeps its windows most recently focused first.
+    for (GList* l = gtk_application_get_windows(app_); l; l = l->next)
+        if (auto* c = KTMainWindowController::forWindow(GTK_WINDOW(l->data)))
+            return c;
+    return nullptr;
+}
+
+KTMainWindowController* AppDelegate::createNewMainWindow() { return KTMainWindowController::create(); }
+
+std::string AppDelegate::appName() const
+{
+    return KTQuiltManager::enterpriseBuild() ? KTQuiltManager::appName() : KTBundle::main().folderName();
+}
+
+std::string AppDelegate::appTargetName() const { return KTBundle::main().folderName(); }
+
+void AppDelegate::restorWindowForKey(KTMainWindowController* controller, const std::optional<std::string>& key)
+{
+    if (!controller)
+        return;
+    auto& behavior = KTBehaviorManager::sharedManager();
+    KTWindowRestorer::Inputs in;
+    in.enterpriseBuild = KTQuiltManager::enterpriseBuild();
+    in.mobileVersion = behavior.mobileVersion();
+    in.windowAllSpace = behavior.windowAllSpace();
+    in.creationToolBuild = KTQuiltManager::quiltCreationToolBuild();
+    if (in.creationToolBuild)
+        in.creationToolSize = KTQuiltManager::quiltCreationToolWindowSize();
+    in.screen = mainScreenFrame();
+    in.key = key;
+    if (key && !key->empty())
+        in.frame = KTRestoreManager::sharedManager().windowsFrameString(*key);
+    if (auto placement = KTWindowRestorer::placementForKey(in)) {
+        controller->window().setFrame(placement->frame);
+        if (placement->center)
+            controller->window().center();
+    }
+    // All desktops: the window sticks to every workspace.
+    if (behavior.windowAllSpace())
+        gtk_window_stick(controller->window().window());
+}
+
+void AppDelegate::handleURLEvent(const std::string& url)
+{
+    KTLog::debug("url = " + url);
+    KTMainWindowController* top = getTopMainController();
+    switch (KTBehaviorManager::sharedManager().openLinksIn()) {
+    case 0: {
+        KTMainWindowController* c = top ? top->needCreateWindowForController(nullptr) : createNewMainWindow();
+        c->tabController()->restoreUrls({url});
+        c->showWindow();
+        break;
+    }
+    case 1:
+        if (top) {
+            top->tabController()->addNewTab();
+            top->tabController()->openUrl(url);
+            top->showWindow();
+        }
+        break;
+    case 2:
+        if (top) {
+            top->tabController()->openUrl(url);
+            top->showWindow();
+        }
+        break;
+    default:
+        break;
+    }
+}
+
+void AppDelegate::applicationShouldHandleReopen()
+{
+    if (hidden_) {
+        // The app was hidden when its last window closed: unhide it.
+        hidden_ = false;
+        for (auto& c : KTMainWindowController::mainWindows())
+            gtk_widget_show(GTK_WIDGET(c->window().window()));
+    }
+    bool visible = false;
+    for (auto& c : KTMainWindowController::mainWindows())
+        visible = visible || gtk_widget_get_visible(GTK_WIDGET(c->window().window()));
+    if (visible) {
+        if (auto* top = getTopMainController())
+            top->showWindow();
+    } else {
+        newWindowClick();
+    }
+}
+
+void AppDelegate::newWindowClick()
+{
+    KTMainWindowController* top = getTopMainController();
+    KTMainWindowController* c = top ? top->needCreateWindowForController(nullptr) : nullptr;
+    if (!c)
+        c = createNewMainWindow();
+    c->tabController()->goHome();
+    if (KTQuiltManager::enterpriseBuild()) {
+        c->window().setFrame(defaultFrame_);
+        c->window().center();
+    } else {
+        auto keys = KTRestoreManager::sharedManager().windowKeys();
+        restorWindowForKey(c, keys.empty() ? std::nullopt : std::optional<std::string>(keys.front()));
+    }
+    c->showWindow();
+}
+
+void AppDelegate::closeTab()
+{
+    KTMainWindowController* top = getTopMainController();
+    if (!top)
+        return;
+    KTTabViewController* tabs = top->tabController();
+    size_t n = tabs->tabsCount();
+    if (n >= 3) {
+        tabs->removeCurrentTab();
+    } else if (n == 2) {
+        tabs->removeCurrentTab();
+        tabs->hideToolbar();
+    } else {
+        top->close();
+    }
+}
+
+void AppDelegate::hideApplication()
+{
+    hidden_ = true;
+    for (auto& c : KTMainWindowController::mainWindows())
+        gtk_widget_hide(GTK_WIDGET(c->window().window()));
+}
+
+bool AppDelegate::applicationShouldTerminate()
+{
+    if (!KTBehaviorManager::sharedManager().warnCloseWindows())
+        return true;
+    if (KTMainWindowController::mainWindows().size() < 2)
+        return true;
+    KTMainWindowController* top = getTopMainController();
+    GtkWidget* alert = gtk_message_dialog_new(top ? top->window().window() : nullptr, GTK_DIALOG_MODAL,
+                                              GTK_MESSAGE_WARNING, GTK_BUTTONS_NONE, "Are you sure you want to quit?");
+    gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert), "Quitting will close all Windows and Tabs.");
+    gtk_dialog_add_buttons(GTK_DIALOG(alert), "Quit", GTK_RESPONSE_ACCEPT, "Cancel", GTK_RESPONSE_CANCEL, nullptr);
+    int answer = gtk_dialog_run(GTK_DIALOG(alert));
+    gtk_widget_destroy(alert);
+    return answer == GTK_RESPONSE_ACCEPT;
+}
+
+void AppDelegate::quit(bool ask)
+{
+    if (terminating_)
+        return;
+    if (ask && !applicationShouldTerminate())
+        return;
+    applicationWillTerminate();
+    g_application_quit(G_APPLICATION(app_));
+}
+
+void AppDelegate::applicationWillTerminate()
+{
+    if (terminating_)
+        return;
+    terminating_ = true;
+    KTSettingsManager::sharedManager().saveSettings();
+    auto& restore = KTRestoreManager::sharedManager();
+    if (KTBehaviorManager::sharedManager().restoreWindowsAndTabs()) {
+        restore.clear();
+        size_t i = 0;
+        for (auto& c : KTMainWindowController::mainWindows()) {
+            std::string key = "window" + std::to_string(i++);
+            restore.addUrlsForKey(c->tabController()->getOpenedUrls(), key);
+            restore.setWindowFrameStringForKey(c->window().frame().toString(), key);
+        }
+        restore.save();
+    } else if (KTMainWindowController* top = getTopMainController()) {
+        // Recorded in memory only, deliberately.
+        restore.setWindowFrameStringForKey(top->window().frame().toString(), "window0");
+    }
+    KTHistoryManager::sharedManager().save();
+    KTBookmarksManager::sharedManager().save();
+}
+
+void AppDelegate::installActions()
+{
+    struct Entry {
+        const char* name;
+        void (*run)(AppDelegate*);
+        std::vector<const char*> accels;
+    };
+    auto tabs = [](AppDelegate* self) -> KTTabViewController* {
+        auto* top = self->getTopMainController();
+        return top ? top->tabController() : nullptr;
+    };
+    static auto tabsOf = tabs;
+    auto post = [](const char* name) { KTNotificationCenter::defaultCenter().post(name); };
+    static auto postName = post;
+    const std::vector<Entry> entries = {
+        {"quit", [](AppDelegate* s) { s->quit(true); }, {"<Control>q"}},
+        {"new-tab", [](AppDelegate* s) {
+             if (auto* t = tabsOf(s))
+                 t->addNewTab();
+         }, {"<Control>t"}},
+        {"new-window", [](AppDelegate* s) { s->newWindowClick(); }, {"<Control>n"}},
+        {"close-tab", [](AppDelegate* s) { s->closeTab(); }, {"<Control>w"}},
+        {"reload", [](AppDelegate*) { postName("reload"); }, {"<Control>r", "F5"}},
+        {"stop", [](AppDelegate*) { postName("stop"); }, {}},
+        {"print", [](AppDelegate*) { postName("printpage"); }, {"<Control>p"}},
+        {"zoom-in", [](AppDelegate*) { postName("zoomin"); }, {"<Control>plus", "<Control>equal", "<Control>KP_Add"}},
+        {"zoom-out", [](AppDelegate*) { postName("zoomout"); }, {"<Control>minus", "<Control>KP_Subtract"}},
+        {"zoom-reset", [](AppDelegate*) { postName("resetzoom"); }, {"<Control>0", "<Control>KP_0"}},
+        {"back", [](AppDelegate* s) {
+             if (auto* t = tabsOf(s))
+                 t->goBack();
+         }, {"<Alt>Left"}},
+        {"forward", [](AppDelegate* s) {
+             if (auto* t = tabsOf(s))
+                 t->goForward();
+         }, {"<Alt>Right"}},
+        {"home", [](AppDelegate* s) {
+             if (auto* t = tabsOf(s))
+                 t->goHome();
+         }, {"<Alt>Home"}},
+        {"focus-url", [](AppDelegate* s) {
+             if (auto* top = s->getTopMainController())
+                 top->editUrl();
+         }, {"<Control>l"}},
+        {"toggle-toolbar", [](AppDelegate* s) {
+             if (auto* top = s->getTopMainController())
+                 top->toggleToolbar();
+         }, {"<Control><Shift>l"}},
+        {"next-tab", [](AppDelegate* s) {
+             if (auto* t = tabsOf(s))
+                 t->selectRelative(1);
+         }, {"<Control>Page_Down", "<Control>Tab"}},
+        {"previous-tab", [](AppDelegate* s) {
+             if (auto* t = tabsOf(s))
+                 t->selectRelative(-1);
+         }, {"<Control>Page_Up", "<Control><Shift>ISO_Left_Tab"}},
+    };
+    for (const auto& e : entries) {
+        GSimpleAction* action = g_simple_action_new(e.name, nullptr);
+        g_signal_connect(action, "activate", G_CALLBACK(+[](GSimpleAction* a, GVariant*, AppDelegate* self) {
+                             auto run = reinterpret_cast<void (*)(AppDelegate*)>(g_object_get_data(G_OBJECT(a), "run"));
+                             run(self);
+                         }),
+                         this);
+        g_object_set_data(G_OBJECT(action), "run", reinterpret_cast<gpointer>(e.run));
+        g_action_map_add_action(G_ACTION_MAP(app_), G_ACTION(action));
+        g_object_unref(action);
+        std::vector<const char*> accels = e.accels;
+        accels.push_back(nullptr);
+        std::string detailed = std::string("app.") + e.name;
+        gtk_application_set_accels_for_action(app_, detailed.c_str(), accels.data());
+    }
+
+    GMenu* menu = g_menu_new();
+    GMenu* windows = g_menu_new();
+    g_menu_append(windows, "New Tab", "app.new-tab");
+    g_menu_append(windows, "New Window", "app.new-window");
+    g_menu_append_section(menu, nullptr, G_MENU_MODEL(windows));
+    GMenu* page = g_menu_new();
+    g_menu_append(page, "Reload", "app.reload");
+    g_menu_append(page, "Zoom In", "app.zoom-in");
+    g_menu_append(page, "Zoom Out", "app.zoom-out");
+    g_menu_append(page, "Actual Size", "app.zoom-reset");
+    g_menu_append(page, "Print…", "app.print");
+    g_menu_append_section(menu, nullptr, G_MENU_MODEL(page));
+    GMenu* app = g_menu_new();
+    g_menu_append(app, "Show or Hide the Toolbar", "app.toggle-toolbar");
+    g_menu_append(app, ("Quit " + appName()).c_str(), "app.quit");
+    g_menu_append_section(menu, nullptr, G_MENU_MODEL(app));
+    KTMainWindowController::primaryMenu = G_MENU_MODEL(menu);
+    g_object_unref(windows);
+    g_object_unref(page);
+    g_object_unref(app);
+}
+
+void AppDelegate::setMainWindowColor(const KTColor& color)
+{
+    KTLog::debug(color.colorIsLight() ? "LIGHT MODE....." : "DARK MODE.....");
+    if (auto* top = getTopMainController())
+        top->window().setBackgroundColor(color);
+}
+
+void AppDelegate::setMainWindowTitle(bool)
+{
+    if (auto* top = getTopMainController())
+        top->updateWindowTitlebar();
+}
+
+void AppDelegate::setMainWindowTitleIcon(bool)
+{
+    if (auto* top = getTopMainController())
+        top->updateWindowTitlebar();
+}
+
+void AppDelegate::setMainWindowTitleBar(bool hide)
+{
+    if (auto* top = getTopMainController())
+        top->updateWindowTitlebar();
+    KTNotificationCenter::defaultCenter().post("TitlebarVisibilityChangeNotification", {},
+                                               KTJson{{"TitlebarVisibility", hide}});
+}
+
+void AppDelegate::setHidePreferences(bool hide)
+{
+    if (auto* top = getTopMainController())
+        top->hidePreferences(hide);
+}
+
+void AppDelegate::setDefaultWindowSize(double width, double height)
+{
+    KTRect screen = mainScreenFrame();
+    defaultFrame_ = KTRect{screen.x, screen.y, width, height};
+    if (auto* top = getTopMainController()) {
+        top->window().setFrame(defaultFrame_);
+        top->window().center();
+    }
+}
+
+void AppDelegate::setFirstWindowLevel(long level)
+{
+    if (auto* w = firstWindow())
+        gtk_window_set_keep_above(w->window().window(), level == 3);
+}
+
+void AppDelegate::setFirstWindowShadow(bool) {}
+
+void AppDelegate::setFirstWindowAlpha(double alpha)
+{
+    if (auto* w = firstWindow())
+        gtk_widget_set_opacity(GTK_WIDGET(w->window().window()), std::clamp(alpha, 0.0, 1.0));
+}
+
+void AppDelegate::setApplicationIcon(GdkPixbuf* image)
+{
+    if (image)
+        gtk_window_set_default_icon(image);
+}
+
+void AppDelegate::applyCookieAcceptPolicy(unsigned long policy)
+{
+    KTWebContext::shared().setCookieAcceptPolicy(policy);
+}
+
+KTRect AppDelegate::mainScreenFrame()
+{
+    GdkDisplay* display = gdk_display_get_default();
+    GdkMonitor* monitor = display ? gdk_display_get_primary_monitor(display) : nullptr;
+    if (!monitor && display && gdk_display_get_n_monitors(display) > 0)
+        monitor = gdk_display_get_monitor(display, 0);
+    if (!monitor)
+        return KTShellDelegate::mainScreenFrame();
+    GdkRectangle area;
+    gdk_monitor_get_workarea(monitor, &area);
+    return KTRect{double(area.x), double(area.y), double(area.width), double(area.height)};
+}
+
+} // namespace quilt

@@ -1,0 +1,90 @@
+#include "KTContentBlocker.h"
+
+#include "config/KTBundle.h"
+#include "config/KTFileManager.h"
+#include "config/KTFileUtil.h"
+#include "config/KTLog.h"
+
+#include <memory>
+
+namespace quilt {
+
+KTContentBlocker& KTContentBlocker::shared()
+{
+    static std::unique_ptr<KTContentBlocker> blocker = std::make_unique<KTContentBlocker>(
+        KTFileManager::getWebCachePath() + "/ContentRules", KTBundle::main().pathForResource("rules", "json"));
+    return *blocker;
+}
+
+KTContentBlocker::KTContentBlocker(std::string storePath, std::string rulesPath)
+    : rulesPath_(std::move(rulesPath))
+    , store_(GRef<WebKitUserContentFilterStore>::adopt(webkit_user_content_filter_store_new(storePath.c_str())))
+{
+}
+
+void KTContentBlocker::lookup(Ready ready)
+{
+    if (resolved_) {
+        ready(filter_);
+        return;
+    }
+    waiting_.push_back(std::move(ready));
+    if (busy_)
+        return;
+    busy_ = true;
+    webkit_user_content_filter_store_load(
+        store_.get(), kIdentifier, nullptr,
+        [](GObject* source, GAsyncResult* result, gpointer data) {
+            auto* self = static_cast<KTContentBlocker*>(data);
+            GError* error = nullptr;
+            WebKitUserContentFilter* filter = webkit_user_content_filter_store_load_finish(
+                WEBKIT_USER_CONTENT_FILTER_STORE(source), result, &error);
+            g_clear_error(&error);
+            if (filter)
+                self->finish(filter);
+            else
+                self->compile();
+        },
+        this);
+}
+
+void KTContentBlocker::compile()
+{
+    std::string error;
+    auto rules = rulesPath_.empty() ? std::nullopt : KTFileUtil::read(rulesPath_, &error);
+    if (!rules) {
+        KTLog::line("error: no content rules: " + (rulesPath_.empty() ? std::string("rules.json missing") : error));
+        finish(nullptr);
+        return;
+    }
+    GBytes* bytes = g_bytes_new(rules->data(), rules->size());
+    webkit_user_content_filter_store_save(
+        store_.get(), kIdentifier, bytes, nullptr,
+        [](GObject* source, GAsyncResult* result, gpointer data) {
+            auto* self = static_cast<KTContentBlocker*>(data);
+            GError* error = nullptr;
+            WebKitUserContentFilter* filter = webkit_user_content_filter_store_save_finish(
+                WEBKIT_USER_CONTENT_FILTER_STORE(source), result, &error);
+            if (error) {
+                // A broken rule file never blocks a page: it loads unfiltered.
+                KTLog::line(std::string("error: ") + error->message);
+                g_error_free(error);
+            }
+            self->finish(filter);
+        },
+        this);
+    g_bytes_unref(bytes);
+}
+
+void KTContentBlocker::finish(WebKitUserContentFilter* filter)
+{
+    filter_ = filter;
+    resolved_ = true;
+    busy_ = false;
+    auto waiting = std::move(waiting_);
+    waiting_.clear();
+    for (auto& ready : waiting)
+        ready(filter_);
+}
+
+} // namespace quilt

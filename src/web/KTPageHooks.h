@@ -1,0 +1,31 @@
+#pragma once
+
+#include <webkit2/webkit2.h>
+
+#include <optional>
+#include <string>
+
+namespace quilt {
+
+class KTWebViewController;
+
+// What a page asks of the rest of the app: user agents, user scripts and
+// styles, login data, and the navigation policy. One place, so the page
+// controller stays about the page.
+class KTPageHooks {
+public:
+    static std::optional<std::string> userAgentNamed(const std::string& name);
+    static std::optional<std::string> userStyleFor(const std::string& url);
+    static std::optional<std::string> userScriptFor(const std::string& url);
+    static void clearLoginData(WebKitWebView* view);
+    // The agent of a new tab: the mobile one, else the last chosen one.
+    static std::optional<std::string> agentForNewTab();
+    static bool hasOnlySecureContent(WebKitWebView* view);
+    // Typed text to the address to load, or nullopt when nothing loads.
+    static std::optional<std::string> addressForTypedText(const std::string& text);
+    // True when the request was answered.
+    static bool decidePermission(WebKitWebView* view, WebKitPermissionRequest* request);
+    static bool decidePolicy(KTWebViewController* page, WebKitPolicyDecision* decision, WebKitPolicyDecisionType type);
+};
+
+} // namespace quilt

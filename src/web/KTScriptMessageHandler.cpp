@@ -1,0 +1,63 @@
+#include "KTScriptMessageHandler.h"
+
+#include "config/KTBundle.h"
+#include "config/KTFileUtil.h"
+#include "config/KTLog.h"
+
+#include <cstring>
+
+namespace quilt {
+
+KTScriptMessageHandler& KTScriptMessageHandler::shared()
+{
+    static KTScriptMessageHandler handler;
+    return handler;
+}
+
+void KTScriptMessageHandler::registerWith(WebKitUserContentManager* manager, WebKitWebView* view)
+{
+    g_signal_connect_object(manager, "script-message-received::notifications",
+                            G_CALLBACK(+[](WebKitUserContentManager*, WebKitJavascriptResult* r, WebKitWebView* v) {
+                                shared().dispatch(kNotifications, v, r);
+                            }),
+                            view, GConnectFlags(0));
+    g_signal_connect_object(manager, "script-message-received::autoFill",
+                            G_CALLBACK(+[](WebKitUserContentManager*, WebKitJavascriptResult* r, WebKitWebView* v) {
+                                shared().dispatch(kAutoFill, v, r);
+                            }),
+                            view, GConnectFlags(0));
+    webkit_user_content_manager_register_script_message_handler(manager, kNotifications);
+    webkit_user_content_manager_register_script_message_handler(manager, kAutoFill);
+}
+
+void KTScriptMessageHandler::dispatch(const char* channel, WebKitWebView* view, WebKitJavascriptResult* result)
+{
+    // Pages may post anything: only its JSON form is passed on.
+    JSCValue* value = webkit_javascript_result_get_js_value(result);
+    char* body = value ? jsc_value_to_json(value, 0) : nullptr;
+    std::string json = body ? body : "null";
+    g_free(body);
+    KTLog::debug(std::string("message ") + channel + ": " + json);
+    const Handler& handler = std::strcmp(channel, kNotifications) == 0 ? notifications_ : autoFill_;
+    if (handler)
+        handler(view, json);
+}
+
+WebKitUserScript* KTScriptMessageHandler::bundleScript(const char* name)
+{
+    std::string path = KTBundle::main().pathForResource(name, "js");
+    std::string source = path.empty() ? std::string() : KTFileUtil::read(path).value_or(std::string());
+    return webkit_user_script_new(source.c_str(), WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
+                                  WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
+}
+
+std::vector<WebKitUserScript*> KTScriptMessageHandler::userScripts()
+{
+    if (!helper_)
+        helper_ = bundleScript("KTAPIHelper");
+    if (!search_)
+        search_ = bundleScript("WebViewSearchExt");
+    return {helper_, search_};
+}
+
+} // namespace quilt

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quilt {
+
+// The tabs of one window as data: their order, the selected one and the
+// most-recently-selected order ("tabsOrder"), apart from the widget that
+// shows them. State strings such as "0 1* 2" (ids in order, * = selected)
+// make tests short.
+class KTTabModel {
+public:
+    using Id = int;
+
+    // Appends a tab (or inserts it at index) and returns its id; the
+    // selection does not change.
+    Id add(std::optional<size_t> at = std::nullopt);
+    void remove(Id id);
+    // Selecting moves the tab to the end of the recently-selected order.
+    void select(Id id);
+    void move(Id id, size_t index);
+
+    // Before a tab closes: with returnToPrior the tab leaves the
+    // recently-selected order and the most recent remaining tab is returned
+    // for selection. Without it nothing changes, and the closed tab stays in
+    // that order (kept from the original design; ids no longer open are
+    // skipped when choosing).
+    std::optional<Id> willClose(Id id, bool returnToPrior);
+
+    std::optional<Id> selected() const { return selected_; }
+    const std::vector<Id>& order() const { return order_; }
+    const std::vector<Id>& tabsOrder() const { return mru_; }
+    size_t count() const { return order_.size(); }
+    std::optional<size_t> indexOf(Id id) const;
+    bool contains(Id id) const { return indexOf(id).has_value(); }
+
+    std::string stateString() const;
+
+private:
+    std::vector<Id> order_;
+    std::vector<Id> mru_;
+    std::optional<Id> selected_;
+    Id next_ = 0;
+};
+
+} // namespace quilt
