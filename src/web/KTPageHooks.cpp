@@ -3,23 +3,41 @@
 #include "KTWebViewController.h"
 #include "config/KTBehaviorManager.h"
 #include "config/KTUserDefaults.h"
+#include "KTScriptsManager.h"
+#include "KTStylesManager.h"
+#include "KTTypedAddress.h"
+#include "KTUserAgents.h"
 
 namespace quilt {
 
-std::optional<std::string> KTPageHooks::userAgentNamed(const std::string&) { return std::nullopt; }
+namespace {
+// Built once per process from the running engine's version.
+const KTUserAgents& agents()
+{
+    static const KTUserAgents table = KTUserAgents::forWebKitGTK(webkit_get_major_version(), webkit_get_minor_version(),
+                                                                 webkit_get_micro_version());
+    return table;
+}
+} // namespace
 
-std::optional<std::string> KTPageHooks::userStyleFor(const std::string&) { return std::nullopt; }
+std::optional<std::string> KTPageHooks::userAgentNamed(const std::string& name) { return agents().agentNamed(name); }
 
-std::optional<std::string> KTPageHooks::userScriptFor(const std::string&) { return std::nullopt; }
+std::optional<std::string> KTPageHooks::userStyleFor(const std::string& url)
+{
+    return KTStylesManager::sharedManager().findScriptFor(url);
+}
+
+std::optional<std::string> KTPageHooks::userScriptFor(const std::string& url)
+{
+    return KTScriptsManager::sharedManager().findScriptFor(url);
+}
 
 void KTPageHooks::clearLoginData(WebKitWebView*) {}
 
 std::optional<std::string> KTPageHooks::agentForNewTab()
 {
-    if (KTBehaviorManager::sharedManager().mobileVersion())
-        return userAgentNamed("iPhone");
-    auto name = KTUserDefaults::standardUserDefaults().stringForKey("lastUserAnget");
-    return userAgentNamed(name && !name->empty() ? *name : "Safari-Mac");
+    return agents().agentForNewPage(KTBehaviorManager::sharedManager().mobileVersion(),
+                                    KTUserDefaults::standardUserDefaults());
 }
 
 bool KTPageHooks::hasOnlySecureContent(WebKitWebView* view)
@@ -31,11 +49,7 @@ bool KTPageHooks::hasOnlySecureContent(WebKitWebView* view)
 
 std::optional<std::string> KTPageHooks::addressForTypedText(const std::string& text)
 {
-    if (text.empty())
-        return std::nullopt;
-    if (g_uri_peek_scheme(text.c_str()))
-        return text;
-    return "https://" + text;
+    return KTTypedAddress::urlToLoad(text);
 }
 
 bool KTPageHooks::decidePermission(WebKitWebView*, WebKitPermissionRequest*) { return false; }
