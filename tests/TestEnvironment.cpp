@@ -14,6 +14,8 @@
 #include "config/KTShellDelegate.h"
 #include "config/KTUpdateManager.h"
 #include "config/KTWebPageZoomManager.h"
+#include "web/KTScriptsManager.h"
+#include "web/KTStylesManager.h"
 #include "web/KTWhiteListManager.h"
 
 #include <cstdlib>
@@ -74,6 +76,8 @@ void TestEnvironment::resetSharedStores()
     KTShared<KTHistoryManager>::reset();
     KTShared<KTUpdateManager>::reset();
     KTShared<KTWhiteListManager>::reset();
+    KTShared<KTScriptsManager>::reset();
+    KTShared<KTStylesManager>::reset();
     KTQuiltManager::resetSharedManager();
 }
 
