@@ -12,6 +12,7 @@
 #include "config/KTSettingsManager.h"
 #include "config/KTUpdateManager.h"
 #include "config/KTUserDefaults.h"
+#include "web/KTUserAgents.h"
 #include "web/KTWebContext.h"
 #include "windows/KTMainWindowController.h"
 
@@ -462,6 +463,8 @@ void AppDelegate::installActions()
         gtk_application_set_accels_for_action(app_, detailed.c_str(), accels.data());
     }
 
+    addUseragents();
+
     GMenu* menu = g_menu_new();
     GMenu* windows = g_menu_new();
     g_menu_append(windows, "New Tab", "app.new-tab");
@@ -474,7 +477,17 @@ void AppDelegate::installActions()
     g_menu_append(page, "Actual Size", "app.zoom-reset");
     g_menu_append(page, "Print…", "app.print");
     g_menu_append_section(menu, nullptr, G_MENU_MODEL(page));
+    GMenu* agentsMenu = g_menu_new();
+    for (const char* name : {KTUserAgents::kSafariMac, KTUserAgents::kFirefoxMac, KTUserAgents::kChromeMac,
+                             KTUserAgents::kIPhone, KTUserAgents::kIPad}) {
+        GMenuItem* item = g_menu_item_new(name, nullptr);
+        g_menu_item_set_action_and_target_value(item, "app.user-agent", g_variant_new_string(name));
+        g_menu_append_item(agentsMenu, item);
+        g_object_unref(item);
+    }
     GMenu* app = g_menu_new();
+    g_menu_append_submenu(app, "User Agent", G_MENU_MODEL(agentsMenu));
+    g_object_unref(agentsMenu);
     g_menu_append(app, "Show or Hide the Toolbar", "app.toggle-toolbar");
     g_menu_append(app, ("Quit " + appName()).c_str(), "app.quit");
     g_menu_append_section(menu, nullptr, G_MENU_MODEL(app));
@@ -482,6 +495,41 @@ void AppDelegate::installActions()
     g_object_unref(windows);
     g_object_unref(page);
     g_object_unref(app);
+}
+
+void AppDelegate::addUseragents()
+{
+    // The chosen agent: the mobile one, else the last chosen, else Safari-Mac.
+    std::string chosen = KTUserAgents::agentNameForNewPage(KTBehaviorManager::sharedManager().mobileVersion(),
+                                                           KTUserDefaults::standardUserDefaults());
+    GSimpleAction* action = g_simple_action_new_stateful("user-agent", G_VARIANT_TYPE_STRING,
+                                                         g_variant_new_string(chosen.c_str()));
+    g_signal_connect(action, "change-state", G_CALLBACK(+[](GSimpleAction* a, GVariant* value, gpointer) {
+                         std::string name = g_variant_get_string(value, nullptr);
+                         g_simple_action_set_state(a, value);
+                         KTNotificationCenter::defaultCenter().post("changeUserAnget", name);
+                         KTUserAgents::setLastUserAgent(KTUserDefaults::standardUserDefaults(), name);
+                     }),
+                     nullptr);
+    g_action_map_add_action(G_ACTION_MAP(app_), G_ACTION(action));
+    g_object_unref(action);
+    observations_.emplace_back("setCustomUserAnget", [this](const KTNotification& n) { setCustomAgent(n); });
+}
+
+void AppDelegate::setCustomAgent(const KTNotification& note)
+{
+    // Pages take the text; the menu marks it when it names an agent of the
+    // table and otherwise falls back to Safari-Mac, as designed.
+    KTNotificationCenter::defaultCenter().post("changeUserAnget", note.object);
+    const std::string* text = std::any_cast<std::string>(&note.object);
+    std::string mark = KTUserAgents::kSafariMac;
+    for (const char* name : {KTUserAgents::kSafariMac, KTUserAgents::kFirefoxMac, KTUserAgents::kChromeMac,
+                             KTUserAgents::kIPhone, KTUserAgents::kIPad})
+        if (text && *text == name)
+            mark = name;
+    if (GAction* action = g_action_map_lookup_action(G_ACTION_MAP(app_), "user-agent"))
+        g_simple_action_set_state(G_SIMPLE_ACTION(action), g_variant_new_string(mark.c_str()));
+    KTUserAgents::setLastUserAgent(KTUserDefaults::standardUserDefaults(), mark);
 }
 
 void AppDelegate::setMainWindowColor(const KTColor& color)

@@ -51,6 +51,8 @@ public:
     void hideApplication();
     bool hidden() const { return hidden_; }
     void enableSpellCheckAndGrammar();
+    void addUseragents();
+    void setCustomAgent(const KTNotification& note);
 
     // KTShellDelegate
     void setMainWindowColor(const KTColor& color) override;
