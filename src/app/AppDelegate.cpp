@@ -119,7 +119,8 @@ void AppDelegate::onOpen(GFile** files, int count)
 void AppDelegate::loadApplicationIcon()
 {
     std::string path = KTBundle::main().resourcePath() + "/AppIcon.icns";
-    if (GdkPixbuf* icon = KTIcns::readLargest(path)) {
+    // 128 px is plenty for title bars and task lists, and cheap to send.
+    if (GdkPixbuf* icon = KTIcns::readNearest(path, 128)) {
         gtk_window_set_default_icon(icon);
         g_object_unref(icon);
     }

@@ -3,6 +3,7 @@
 #include "KTFileUtil.h"
 #include "GRef.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace quilt {
@@ -120,29 +121,55 @@ bool KTIcns::writeFile(const std::string& path, GdkPixbuf* image, const std::vec
     return KTFileUtil::writeAtomically(path, encode(elements), error);
 }
 
-GdkPixbuf* KTIcns::readLargest(std::string_view bytes)
+namespace {
+// Width from a PNG's header (IHDR), without decoding it.
+uint32_t pngWidth(const std::string& data) { return data.size() >= 24 ? getBE32(data, 16) : 0; }
+
+GdkPixbuf* decodePng(const std::string& data)
+{
+    auto loader = GRef<GdkPixbufLoader>::adopt(gdk_pixbuf_loader_new_with_type("png", nullptr));
+    if (!loader)
+        return nullptr;
+    bool ok = gdk_pixbuf_loader_write(loader.get(), reinterpret_cast<const guchar*>(data.data()), data.size(), nullptr);
+    ok = gdk_pixbuf_loader_close(loader.get(), nullptr) && ok;
+    GdkPixbuf* pix = ok ? gdk_pixbuf_loader_get_pixbuf(loader.get()) : nullptr;
+    return pix ? GDK_PIXBUF(g_object_ref(pix)) : nullptr;
+}
+} // namespace
+
+GdkPixbuf* KTIcns::readLargest(std::string_view bytes) { return readNearest(bytes, 0); }
+
+GdkPixbuf* KTIcns::readNearest(std::string_view bytes, int pixels)
 {
     auto elements = decode(bytes);
     if (!elements)
         return nullptr;
-    GdkPixbuf* best = nullptr;
-    for (const auto& e : *elements) {
-        if (!isCompletePng(e.data))
-            continue; // legacy bitmap elements are not worth decoding
-        auto loader = GRef<GdkPixbufLoader>::adopt(gdk_pixbuf_loader_new_with_type("png", nullptr));
-        if (!loader)
-            continue;
-        bool ok = gdk_pixbuf_loader_write(loader.get(), reinterpret_cast<const guchar*>(e.data.data()),
-                                          e.data.size(), nullptr);
-        ok = gdk_pixbuf_loader_close(loader.get(), nullptr) && ok;
-        GdkPixbuf* pix = ok ? gdk_pixbuf_loader_get_pixbuf(loader.get()) : nullptr;
-        if (pix && (!best || gdk_pixbuf_get_width(pix) > gdk_pixbuf_get_width(best))) {
-            if (best)
-                g_object_unref(best);
-            best = GDK_PIXBUF(g_object_ref(pix));
-        }
-    }
-    return best;
+    // Legacy bitmap elements are not worth decoding. Candidates in order of
+    // preference: the smallest at least as large as asked (pixels 0 = the
+    // largest), then larger-to-smaller for the rest; only one is decoded
+    // unless it turns out to be broken.
+    std::vector<const Element*> pngs;
+    for (const auto& e : *elements)
+        if (isCompletePng(e.data))
+            pngs.push_back(&e);
+    const uint32_t want = static_cast<uint32_t>(std::max(pixels, 0));
+    auto rank = [want](const Element* e) {
+        uint32_t w = pngWidth(e->data);
+        if (want == 0)
+            return std::pair<int, uint32_t>{0, ~w};
+        return w >= want ? std::pair<int, uint32_t>{0, w} : std::pair<int, uint32_t>{1, ~w};
+    };
+    std::stable_sort(pngs.begin(), pngs.end(), [&](const Element* a, const Element* b) { return rank(a) < rank(b); });
+    for (const Element* e : pngs)
+        if (GdkPixbuf* pix = decodePng(e->data))
+            return pix;
+    return nullptr;
+}
+
+GdkPixbuf* KTIcns::readNearest(const std::string& path, int pixels)
+{
+    auto bytes = KTFileUtil::read(path);
+    return bytes ? readNearest(std::string_view(*bytes), pixels) : nullptr;
 }
 
 GdkPixbuf* KTIcns::readLargest(const std::string& path)

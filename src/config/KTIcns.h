@@ -32,6 +32,10 @@ public:
     // The largest PNG element decoded, or nullptr (caller unrefs).
     static GdkPixbuf* readLargest(const std::string& path);
     static GdkPixbuf* readLargest(std::string_view bytes);
+    // The element closest to a size (the smallest at least that large),
+    // decoding only that one; nullptr when none decodes.
+    static GdkPixbuf* readNearest(const std::string& path, int pixels);
+    static GdkPixbuf* readNearest(std::string_view bytes, int pixels);
 };
 
 } // namespace quilt
