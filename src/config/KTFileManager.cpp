@@ -20,7 +20,7 @@ std::string KTFileManager::getSettingsPathForSandbox()
 std::string KTFileManager::getSettingsPathForSandbox(const std::optional<std::string>& uniqueId)
 {
     // A bundle without the attribute formats a null identifier, as the
-    // original did: its data lands in a folder literally named "(null)".
+    // app always has: its data lands in a folder literally named "(null)".
     std::string path = KTPaths::userDataDir() + "/Quilt/" + uniqueId.value_or("(null)") + "/";
     std::string error;
     if (!KTFileUtil::makeDirectories(path, &error))

@@ -12,7 +12,7 @@ struct KTRect {
 
     std::string toString() const;
     // Reads the numbers in order, leniently: missing ones are 0, as the
-    // original reader did, so a damaged frame gives an empty rectangle.
+    // earlier versions read it, so a damaged frame gives an empty rectangle.
     static KTRect fromString(std::string_view text);
     bool isEmpty() const { return width <= 0 || height <= 0; }
     bool operator==(const KTRect&) const = default;

@@ -49,7 +49,7 @@ void KTWebContext::setCookieAcceptPolicy(unsigned long policy)
 WebKitSettings* KTWebContext::newSettings()
 {
     WebKitSettings* settings = webkit_settings_new();
-    // The web inspector is always available, as in the original design.
+    // The web inspector is always available.
     webkit_settings_set_enable_developer_extras(settings, TRUE);
     webkit_settings_set_enable_fullscreen(settings, TRUE);
     webkit_settings_set_enable_media_stream(settings, TRUE);

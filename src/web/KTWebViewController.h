@@ -78,7 +78,7 @@ public:
     bool isLoading() const;
 
     // Zoom by 1.2 between 0.5 and 3.0; zooming out by command tests
-    // canZoomIn, so it has no lower bound (kept from the original design).
+    // canZoomIn, so it has no lower bound (kept on purpose).
     double currentZoomFactor() const;
     void setCurrentZoomFactor(double factor);
     bool canZoomIn() const;

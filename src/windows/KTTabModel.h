@@ -25,7 +25,7 @@ public:
     // Before a tab closes: with returnToPrior the tab leaves the
     // recently-selected order and the most recent remaining tab is returned
     // for selection. Without it nothing changes, and the closed tab stays in
-    // that order (kept from the original design; ids no longer open are
+    // that order (on purpose; ids no longer open are
     // skipped when choosing).
     std::optional<Id> willClose(Id id, bool returnToPrior);
 

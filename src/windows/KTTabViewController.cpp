@@ -362,7 +362,7 @@ void KTTabViewController::newWebViewConstroller(std::unique_ptr<KTWebViewControl
         return;
     }
     // The page's tab is always selected; the setting is written through the
-    // store both times, as the original did.
+    // store both times, on purpose.
     bool remembered = settings.selectNewTab();
     settings.setSelectNewTab(true);
     createTabForController(std::move(controller));
