@@ -1,5 +1,7 @@
 #include "KTJson.h"
 
+#include "KTJsonReader.h"
+
 #include <cmath>
 
 namespace quilt::json {
@@ -113,13 +115,7 @@ std::optional<std::string> stringFor(const KTJson& object, std::string_view key)
 
 std::optional<KTJson> parse(std::string_view text, std::string* error)
 {
-    try {
-        return KTJson::parse(text.begin(), text.end());
-    } catch (const std::exception& e) {
-        if (error)
-            *error = e.what();
-        return std::nullopt;
-    }
+    return KTJsonReader::parse(text, error);
 }
 
 std::string compact(const KTJson& value)

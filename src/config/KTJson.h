@@ -12,7 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 namespace quilt {
 
@@ -126,30 +126,64 @@ private:
     // more than it saves below this size.
     static constexpr size_type kIndexFrom = 24;
 
+    // The index is an open-addressed table (linear probing) of key hashes
+    // and element positions, kept at most half full: no allocation per key,
+    // and a lookup touches one or two slots.
+    struct Slot {
+        std::size_t hash = 0;
+        size_type position = 0; // element position + 1; 0 = empty
+    };
+
+    static std::size_t hashOf(std::string_view key) { return std::hash<std::string_view>{}(key); }
+    const std::string_view keyAt(size_type i) const
+    {
+        return std::string_view(this->begin()[static_cast<std::ptrdiff_t>(i)].first);
+    }
+
     std::ptrdiff_t indexOf(std::string_view key) const
     {
         const size_type n = this->size();
         if (n < kIndexFrom) {
             for (size_type i = 0; i < n; ++i)
-                if (std::string_view(this->begin()[static_cast<std::ptrdiff_t>(i)].first) == key)
+                if (keyAt(i) == key)
                     return static_cast<std::ptrdiff_t>(i);
             return -1;
         }
         if (indexed_ != n)
             rebuild();
-        auto range = index_.equal_range(std::hash<std::string_view>{}(key));
-        for (auto it = range.first; it != range.second; ++it)
-            if (std::string_view(this->begin()[static_cast<std::ptrdiff_t>(it->second)].first) == key)
-                return static_cast<std::ptrdiff_t>(it->second);
-        return -1;
+        const std::size_t h = hashOf(key);
+        const std::size_t mask = index_.size() - 1;
+        for (std::size_t i = h & mask;; i = (i + 1) & mask) {
+            const Slot& slot = index_[i];
+            if (slot.position == 0)
+                return -1;
+            if (slot.hash == h && keyAt(slot.position - 1) == key)
+                return static_cast<std::ptrdiff_t>(slot.position - 1);
+        }
+    }
+
+    static std::size_t capacityFor(size_type count)
+    {
+        std::size_t capacity = 64;
+        while (capacity < 2 * count)
+            capacity <<= 1;
+        return capacity;
+    }
+
+    void place(std::size_t h, size_type position) const
+    {
+        const std::size_t mask = index_.size() - 1;
+        std::size_t i = h & mask;
+        while (index_[i].position != 0)
+            i = (i + 1) & mask;
+        index_[i] = Slot{h, position + 1};
     }
 
     void rebuild() const
     {
-        index_.clear();
-        index_.reserve(this->size());
+        index_.assign(capacityFor(this->size()), Slot{});
         for (size_type i = 0; i < this->size(); ++i)
-            index_.emplace(std::hash<std::string_view>{}(this->begin()[static_cast<std::ptrdiff_t>(i)].first), i);
+            place(hashOf(keyAt(i)), i);
         indexed_ = this->size();
     }
 
@@ -157,10 +191,18 @@ private:
     {
         // Keep a built index in step with appends; a stale one is rebuilt lazily.
         const size_type last = this->size() - 1;
-        if (indexed_ != 0 && indexed_ == last) {
-            index_.emplace(std::hash<std::string_view>{}(this->back().first), last);
-            indexed_ = last + 1;
+        if (indexed_ == 0 || indexed_ != last)
+            return;
+        if (2 * this->size() > index_.size()) {
+            // Grow from the stored hashes rather than hashing every key again.
+            std::vector<Slot> old(capacityFor(this->size()));
+            old.swap(index_);
+            for (const Slot& slot : old)
+                if (slot.position != 0)
+                    place(slot.hash, slot.position - 1);
         }
+        place(hashOf(this->back().first), last);
+        indexed_ = last + 1;
     }
 
     void invalidate()
@@ -169,7 +211,7 @@ private:
         indexed_ = 0;
     }
 
-    mutable std::unordered_multimap<std::size_t, size_type> index_;
+    mutable std::vector<Slot> index_;
     mutable size_type indexed_ = 0;
 };
 
@@ -187,7 +229,8 @@ uint64_t unsignedFor(const KTJson& object, std::string_view key, uint64_t absent
 std::optional<std::string> stringFor(const KTJson& object, std::string_view key);
 const KTJson* lookup(const KTJson& object, std::string_view key);
 
-// Parses text; on failure returns nullopt and puts a description in *error.
+// Parses text (with KTJsonReader); on failure returns nullopt and puts a
+// description in *error.
 std::optional<KTJson> parse(std::string_view text, std::string* error = nullptr);
 // Compact serialisation (no pretty printing, keys in stored order).
 std::string compact(const KTJson& value);
