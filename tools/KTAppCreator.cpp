@@ -1,0 +1,478 @@
+#include "KTAppCreator.h"
+
+#include "KTAppConfiguration.h"
+#include "KTAppDataWriter.h"
+#include "KTAppRegistry.h"
+#include "KTBundleBuilder.h"
+#include "KTCreateFailure.h"
+#include "KTDesktopEntry.h"
+#include "KTIconMaker.h"
+#include "KTRollback.h"
+#include "KTSiteAddress.h"
+#include "config/KTBundle.h"
+#include "config/KTFileManager.h"
+#include "config/KTFileUtil.h"
+#include "config/KTPaths.h"
+
+#include <glib.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#ifndef QUILT_TOOL_VERSION
+#define QUILT_TOOL_VERSION "0"
+#endif
+
+namespace fs = std::filesystem;
+
+namespace quilt {
+
+namespace {
+
+constexpr const char* kInstalledTemplate = "/usr/share/quilt/DefaultApp.app";
+
+std::string oneLine(std::string text)
+{
+    for (char& c : text)
+        if (c == '\n' || c == '\r')
+            c = ' ';
+    return text;
+}
+
+std::string absolutePath(const std::string& path)
+{
+    std::error_code ec;
+    auto p = fs::absolute(path, ec);
+    return (ec ? fs::path(path) : p).lexically_normal().string();
+}
+
+std::string stripSlash(std::string path)
+{
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    return path;
+}
+
+std::string newUniqueId()
+{
+    gchar* uuid = g_uuid_string_random();
+    std::string id = uuid;
+    g_free(uuid);
+    return id;
+}
+
+std::string readScript(const std::string& path)
+{
+    std::string error;
+    auto text = KTFileUtil::read(path, &error);
+    if (!text || KTFileUtil::isDirectory(path))
+        throw KTCreateFailure::badInput("cannot read the user script " + path + (error.empty() ? "" : ": " + error));
+    if (!g_utf8_validate(text->data(), static_cast<gssize>(text->size()), nullptr))
+        throw KTCreateFailure::badInput("the user script " + path + " is not UTF-8 text");
+    return *text;
+}
+
+std::string prepareDestination(const KTCreateOptions& options)
+{
+    const std::string dest = absolutePath(options.dest.value_or(KTAppRegistry::defaultAppsFolder()));
+    if (dest.find('%') != std::string::npos)
+        throw KTCreateFailure::badInput(KTCreateOptions::kPercentProblem);
+    std::string error;
+    if (!KTFileUtil::makeDirectories(dest, &error))
+        throw KTCreateFailure::badInput("cannot use the destination " + dest + ": " + error);
+    if (::access(dest.c_str(), W_OK | X_OK) != 0)
+        throw KTCreateFailure::badInput("cannot write to the destination " + dest + ": " + std::strerror(errno));
+    return stripSlash(dest);
+}
+
+void makeFolderOrFail(const std::string& path)
+{
+    std::string error;
+    if (!KTFileUtil::makeDirectories(path, &error))
+        throw KTCreateFailure::ioError("cannot make " + path + ": " + error);
+}
+
+bool renameFlags(const std::string& from, const std::string& to, unsigned flags)
+{
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags) == 0)
+        return true;
+    // File systems without these flags get the plain rename.
+    if (errno == EINVAL || errno == ENOSYS || errno == ENOTSUP)
+        errno = EINVAL;
+    return false;
+}
+
+// Puts the finished bundle at `target`. With an old bundle there, the two
+// are swapped in one step where the file system allows it, so there is no
+// moment without an app.
+void placeBundle(const std::string& stage, const std::string& target, bool replacing, KTRollback& rollback)
+{
+    if (!replacing) {
+        if (!renameFlags(stage, target, RENAME_NOREPLACE)) {
+            if (errno == EEXIST)
+                throw KTCreateFailure::badInput(target + " appeared while the app was being made");
+            if (errno != EINVAL || ::rename(stage.c_str(), target.c_str()) != 0)
+                throw KTCreateFailure::ioError("cannot move the app to " + target + ": " + std::strerror(errno));
+        }
+        rollback.add([=] { ::rename(target.c_str(), stage.c_str()); });
+        return;
+    }
+    if (renameFlags(stage, target, RENAME_EXCHANGE)) {
+        // The staging folder now holds the old bundle and goes at the end.
+        rollback.add([=] { renameFlags(stage, target, RENAME_EXCHANGE); });
+        return;
+    }
+    if (errno != EINVAL)
+        throw KTCreateFailure::ioError("cannot replace " + target + ": " + std::strerror(errno));
+    const std::string backup = stage + ".old";
+    if (::rename(target.c_str(), backup.c_str()) != 0)
+        throw KTCreateFailure::ioError("cannot move the old app aside: " + std::string(std::strerror(errno)));
+    rollback.finally([=] { KTFileUtil::removeTree(backup); });
+    if (::rename(stage.c_str(), target.c_str()) != 0) {
+        int err = errno;
+        ::rename(backup.c_str(), target.c_str());
+        throw KTCreateFailure::ioError("cannot move the app to " + target + ": " + std::strerror(err));
+    }
+    rollback.add([=] {
+        ::rename(target.c_str(), stage.c_str());
+        ::rename(backup.c_str(), target.c_str());
+    });
+}
+
+void writeDesktopEntry(const std::string& path, const KTDesktopEntry& entry)
+{
+    std::string error;
+    if (!KTFileUtil::writeAtomically(path, entry.toData(), &error, 0644))
+        throw KTCreateFailure::ioError("cannot write the desktop entry: " + error);
+}
+
+// Launchers of this bundle under another identifier (an old bundle that had
+// no unique id got a new one) would otherwise stay behind as duplicates.
+void removeOtherLaunchers(const std::string& bundlePath, const std::string& keep)
+{
+    const std::string target = fs::weakly_canonical(bundlePath).string();
+    for (const auto& app : KTAppRegistry::list({})) {
+        if (app.desktopFile.empty() || app.desktopFile == keep)
+            continue;
+        std::error_code ec;
+        if (fs::weakly_canonical(app.bundlePath, ec).string() != target)
+            continue;
+        ::unlink(app.desktopFile.c_str());
+        if (!app.iconPath.empty())
+            ::unlink(app.iconPath.c_str());
+    }
+}
+
+// The icon and the scripts live in the bundle, where the app's preferences
+// change them: an old bundle's are carried over unless they are still as
+// this tool wrote them or the user asks for new ones now.
+void keepUserChangedBundleFiles(const std::string& oldBundle, const KTCreateOptions& options,
+                                const KTAppDataWriter& writer, KTBundleBuilder::Spec& spec,
+                                std::vector<std::string>& kept)
+{
+    const std::string resources = oldBundle + "/Contents/Resources/";
+    if (!options.iconPath) {
+        auto old = KTFileUtil::read(resources + KTBundleBuilder::kIconFile);
+        if (old && !writer.isAsWritten(KTBundleBuilder::kIconFile, *old) && KTIconMaker::largestPng(*old)) {
+            spec.keptIcns = *old;
+            kept.push_back(KTBundleBuilder::kIconFile);
+        }
+    }
+    if (!options.userScriptPath) {
+        auto old = KTFileUtil::read(resources + KTBundleBuilder::kUserScriptsFile);
+        if (old && !writer.isAsWritten(KTBundleBuilder::kUserScriptsFile, *old)) {
+            spec.keptUserScripts = *old;
+            kept.push_back(KTBundleBuilder::kUserScriptsFile);
+        }
+    }
+}
+
+// What a creation will do, settled before anything is written: everything
+// the user can get wrong is refused here.
+struct CreationPlan {
+    KTSiteAddress site;
+    std::string name;
+    std::string templatePath;
+    std::string dest;
+    std::string target;
+    bool replacing = false;
+    std::string uniqueId;
+    std::string bundleId;
+    GRef<GdkPixbuf> icon;
+    std::optional<std::string> script;
+};
+
+GRef<GdkPixbuf> iconFor(const KTCreateOptions& options, const KTSiteAddress& site)
+{
+    std::string error;
+    if (options.iconPath) {
+        auto icon = KTIconMaker::loadImage(*options.iconPath, &error);
+        if (!icon)
+            throw KTCreateFailure::badInput(error);
+        return icon;
+    }
+    auto icon = KTIconMaker::generate(KTIconMaker::initialOf(options.name.value_or(site.displayDomain())),
+                                      site.registrableDomain());
+    if (!icon)
+        throw KTCreateFailure::ioError("cannot draw the icon");
+    return icon;
+}
+
+CreationPlan planCreation(const KTCreateOptions& options)
+{
+    CreationPlan plan;
+    std::string error;
+    auto site = KTSiteAddress::parse(options.url, &error);
+    if (!site)
+        throw KTCreateFailure::badInput(error);
+    plan.site = *site;
+    plan.name = options.name.value_or(site->displayHost());
+    if (auto problem = KTCreateOptions::nameProblem(plan.name))
+        throw KTCreateFailure::badInput(*problem);
+    plan.templatePath = KTAppCreator::findTemplate(options.templatePath);
+    plan.icon = iconFor(options, *site);
+    if (options.userScriptPath)
+        plan.script = readScript(*options.userScriptPath);
+
+    plan.dest = prepareDestination(options);
+    plan.target = plan.dest + "/" + plan.name + ".app";
+    plan.replacing = KTFileUtil::exists(plan.target);
+    if (plan.replacing && !options.force)
+        throw KTCreateFailure::badInput("an app named \"" + plan.name + "\" already exists at " + plan.target
+                                        + " (use --force to replace it)");
+    if (plan.replacing && !KTAppRegistry::isAppBundle(plan.target))
+        throw KTCreateFailure::badInput(plan.target + " exists and is not an app bundle; not replacing it");
+
+    // A replaced app keeps its identifier, and with it its data folder.
+    plan.uniqueId = (plan.replacing ? KTBundle(plan.target).uniqueIdentifier() : std::nullopt).value_or(newUniqueId());
+    plan.bundleId = KTAppRegistry::bundleIdentifierFor(plan.name, plan.uniqueId);
+    return plan;
+}
+
+// A hidden folder beside the destination, so the finished bundle moves into
+// place by a rename on the same file system.
+std::string makeStagingFolder(const CreationPlan& plan)
+{
+    std::string tmpl = plan.dest + "/." + plan.name + ".app.XXXXXX";
+    if (!::mkdtemp(tmpl.data()))
+        throw KTCreateFailure::ioError("cannot make a folder in " + plan.dest + ": " + std::strerror(errno));
+    ::chmod(tmpl.c_str(), 0755);
+    return tmpl;
+}
+
+// A new app's data folder goes whole on rollback; an existing app's files
+// get their old bytes back.
+void guardDataFolder(const std::string& folder, bool existed, const KTAppDataWriter& writer, KTRollback& rollback)
+{
+    if (!existed) {
+        rollback.add([=] { KTFileUtil::removeTree(folder); });
+        return;
+    }
+    for (const auto& p : writer.managedPaths())
+        rollback.saveFile(p);
+}
+
+KTBundleBuilder::Spec bundleSpec(const CreationPlan& plan, const KTAppConfiguration& config,
+                                 const KTCreateOptions& options)
+{
+    KTBundleBuilder::Spec spec;
+    spec.name = plan.name;
+    spec.bundleIdentifier = plan.bundleId;
+    spec.uniqueId = plan.uniqueId;
+    spec.configurationName = config.configurationName();
+    spec.configuration = config.configuration();
+    spec.icon = plan.icon;
+    if (plan.script)
+        spec.userScripts = KTAppConfiguration::userScripts(*plan.script, *options.scriptPattern);
+    return spec;
+}
+
+// Remembers the bundle files this run wrote itself (not the ones carried
+// over), so the next run can tell whether the user changed them.
+void recordBundleFiles(const std::string& bundle, const KTBundleBuilder::Spec& spec, KTAppDataWriter& writer)
+{
+    const std::string resources = bundle + "/Contents/Resources/";
+    if (!spec.keptIcns)
+        writer.recordWritten(KTBundleBuilder::kIconFile,
+                             KTFileUtil::read(resources + KTBundleBuilder::kIconFile).value_or(""));
+    if (!spec.keptUserScripts)
+        writer.recordWritten(KTBundleBuilder::kUserScriptsFile,
+                             KTFileUtil::read(resources + KTBundleBuilder::kUserScriptsFile).value_or(""));
+}
+
+// The launcher icon is the ICNS's largest picture, as the app shows it.
+void exportIcon(const std::string& bundle, const std::string& iconPath, KTRollback& rollback)
+{
+    rollback.saveFile(iconPath);
+    std::string error;
+    auto icns = KTFileUtil::read(bundle + "/Contents/Resources/" + KTBundleBuilder::kIconFile, &error);
+    auto png = icns ? KTIconMaker::largestPng(*icns) : std::nullopt;
+    if (!png || !KTFileUtil::writeAtomically(iconPath, *png, &error))
+        throw KTCreateFailure::ioError("cannot export the icon: " + error);
+}
+
+KTDesktopEntry launcherFor(const CreationPlan& plan, const std::string& iconPath)
+{
+    KTDesktopEntry entry;
+    entry.name = plan.name;
+    entry.comment = "Web app for " + plan.site.displayHost();
+    entry.executable = plan.target + "/Contents/MacOS/" + KTBundleBuilder::kExecutable;
+    entry.icon = iconPath;
+    entry.wmClass = plan.bundleId;
+    entry.uniqueId = plan.uniqueId;
+    entry.url = plan.site.url();
+    entry.bundlePath = plan.target;
+    return entry;
+}
+
+} // namespace
+
+KTAppCreator::KTAppCreator(std::ostream& out, std::ostream& err)
+    : out_(out), err_(err)
+{
+}
+
+std::string KTAppCreator::version() { return QUILT_TOOL_VERSION; }
+
+int KTAppCreator::run(const std::vector<std::string>& args)
+{
+    try {
+        KTCreateOptions options = KTCreateOptions::parse(args);
+        switch (options.command) {
+        case KTCreateOptions::Command::Help:
+            out_ << KTCreateOptions::usage();
+            break;
+        case KTCreateOptions::Command::Version:
+            out_ << "quilt-create " << version() << "\n";
+            break;
+        case KTCreateOptions::Command::List:
+            list(options);
+            break;
+        case KTCreateOptions::Command::Remove:
+            remove(options);
+            break;
+        case KTCreateOptions::Command::Create:
+            out_ << create(options) << "\n";
+            break;
+        }
+        out_.flush();
+        return 0;
+    } catch (const KTCreateFailure& failure) {
+        err_ << "quilt-create: " << oneLine(failure.what()) << std::endl;
+        return failure.exitCode();
+    } catch (const std::exception& e) {
+        err_ << "quilt-create: " << oneLine(e.what()) << std::endl;
+        return KTCreateFailure::kIOError;
+    }
+}
+
+std::string KTAppCreator::findTemplate(const std::optional<std::string>& option)
+{
+    auto check = [](const std::string& path, const std::string& source) {
+        if (auto problem = KTBundleBuilder::templateProblem(path))
+            throw KTCreateFailure::badInput(source + " is not a template bundle: " + *problem);
+        return stripSlash(absolutePath(path));
+    };
+    if (option)
+        return check(*option, "--template");
+    if (const char* env = std::getenv("QUILT_TEMPLATE"); env && *env)
+        return check(env, "QUILT_TEMPLATE");
+    char buf[PATH_MAX];
+    ssize_t n = ::readlink("/proc/self/exe", buf, sizeof buf - 1);
+    if (n > 0) {
+        // build/tools/quilt-create -> build/DefaultApp.app
+        std::string exe(buf, static_cast<size_t>(n));
+        std::string beside = KTFileUtil::parentFolder(KTFileUtil::parentFolder(exe)) + "/" + KTBundleBuilder::kTemplateName;
+        if (!KTBundleBuilder::templateProblem(beside))
+            return beside;
+    }
+    if (!KTBundleBuilder::templateProblem(kInstalledTemplate))
+        return kInstalledTemplate;
+    throw KTCreateFailure::ioError("no template bundle DefaultApp.app found; give one with --template DIR");
+}
+
+std::string KTAppCreator::create(const KTCreateOptions& options)
+{
+    const CreationPlan plan = planCreation(options);
+    const KTAppConfiguration config(options, plan.site, plan.name);
+    const std::string desktopPath = KTAppRegistry::desktopFilePath(plan.bundleId);
+    const std::string iconPath = KTAppRegistry::iconPath(plan.bundleId);
+    makeFolderOrFail(KTAppRegistry::applicationsFolder());
+    makeFolderOrFail(KTFileUtil::parentFolder(iconPath));
+
+    KTRollback rollback;
+    const std::string stage = makeStagingFolder(plan);
+    // After a swap it holds the old bundle; after a failure, the new one.
+    rollback.finally([stage] { KTFileUtil::removeTree(stage); });
+
+    const std::string dataFolder = KTPaths::userDataDir() + "/Quilt/" + plan.uniqueId;
+    const bool dataExisted = KTFileUtil::exists(dataFolder);
+    KTAppDataWriter writer(KTFileManager::getSettingsPathForSandbox(plan.uniqueId));
+    guardDataFolder(dataFolder, dataExisted, writer, rollback);
+
+    KTBundleBuilder::Spec spec = bundleSpec(plan, config, options);
+    std::vector<std::string> kept;
+    if (plan.replacing)
+        keepUserChangedBundleFiles(plan.target, options, writer, spec, kept);
+    KTBundleBuilder(plan.templatePath).build(stage, spec);
+    recordBundleFiles(stage, spec, writer);
+    writer.write(config.settings(), config.allowList(), &kept);
+
+    placeBundle(stage, plan.target, plan.replacing, rollback);
+    exportIcon(plan.target, iconPath, rollback);
+    writeDesktopEntry(desktopPath, launcherFor(plan, iconPath));
+    rollback.commit();
+
+    removeOtherLaunchers(plan.target, desktopPath);
+    KTAppRegistry::refreshDesktopDatabase();
+    for (const auto& file : kept)
+        out_ << "kept " << file << ": changed since quilt-create wrote it\n";
+    return plan.target;
+}
+
+void KTAppCreator::list(const KTCreateOptions& options)
+{
+    std::vector<std::string> folders = {KTAppRegistry::defaultAppsFolder()};
+    if (options.dest)
+        folders.push_back(absolutePath(*options.dest));
+    for (const auto& app : KTAppRegistry::list(folders))
+        out_ << app.name << '\t' << app.url << '\t' << app.bundlePath << '\t' << app.uniqueId << '\n';
+}
+
+void KTAppCreator::remove(const KTCreateOptions& options)
+{
+    std::vector<std::string> folders = {KTAppRegistry::defaultAppsFolder()};
+    std::optional<std::string> dest;
+    if (options.dest) {
+        dest = stripSlash(absolutePath(*options.dest));
+        folders.push_back(*dest);
+    }
+    std::vector<KTInstalledApp> matches;
+    for (auto& app : KTAppRegistry::list(folders)) {
+        if (app.name != options.removeName && KTBundle(app.bundlePath).folderName() != options.removeName)
+            continue;
+        if (dest && KTFileUtil::parentFolder(app.bundlePath) != *dest)
+            continue;
+        matches.push_back(std::move(app));
+    }
+    if (matches.empty())
+        throw KTCreateFailure::badInput("no app named \"" + options.removeName + "\"");
+    if (matches.size() > 1)
+        throw KTCreateFailure::badInput("several apps are named \"" + options.removeName + "\" (in "
+                                        + KTFileUtil::parentFolder(matches[0].bundlePath) + " and "
+                                        + KTFileUtil::parentFolder(matches[1].bundlePath)
+                                        + "); choose one with --dest DIR");
+    KTAppRegistry::remove(matches[0], options.purge);
+    KTAppRegistry::refreshDesktopDatabase();
+    out_ << "removed " << matches[0].name << (options.purge ? " and its data" : "") << ": " << matches[0].bundlePath
+         << '\n';
+}
+
+} // namespace quilt

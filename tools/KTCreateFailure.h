@@ -1,0 +1,31 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace quilt {
+
+// Why quilt-create stops, with the exit code it stops with: 2 for input the
+// user can correct (arguments, names, files they point at), 1 for failures
+// while writing. Thrown before anything is in place, or unwound by the
+// creator's rollback, so the user never finds half an app.
+class KTCreateFailure : public std::runtime_error {
+public:
+    static constexpr int kBadInput = 2;
+    static constexpr int kIOError = 1;
+
+    KTCreateFailure(int exitCode, const std::string& message)
+        : std::runtime_error(message), exitCode_(exitCode)
+    {
+    }
+
+    static KTCreateFailure badInput(const std::string& message) { return {kBadInput, message}; }
+    static KTCreateFailure ioError(const std::string& message) { return {kIOError, message}; }
+
+    int exitCode() const { return exitCode_; }
+
+private:
+    int exitCode_;
+};
+
+} // namespace quilt
