@@ -1,0 +1,166 @@
+#include "KTIconMaker.h"
+#include "TestEnvironment.h"
+#include "config/KTFileUtil.h"
+#include "config/KTIcns.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+
+using quilt::GRef;
+using quilt::KTIconMaker;
+using quilt::KTIcns;
+
+namespace {
+
+struct Pixel {
+    int r, g, b, a;
+};
+
+Pixel pixelAt(GdkPixbuf* p, int x, int y)
+{
+    const guchar* row = gdk_pixbuf_get_pixels(p) + y * gdk_pixbuf_get_rowstride(p);
+    const int n = gdk_pixbuf_get_n_channels(p);
+    const guchar* px = row + x * n;
+    return {px[0], px[1], px[2], n == 4 ? px[3] : 255};
+}
+
+GRef<GdkPixbuf> decodePng(const std::string& data)
+{
+    auto loader = GRef<GdkPixbufLoader>::adopt(gdk_pixbuf_loader_new_with_type("png", nullptr));
+    gdk_pixbuf_loader_write(loader.get(), reinterpret_cast<const guchar*>(data.data()), data.size(), nullptr);
+    if (!gdk_pixbuf_loader_close(loader.get(), nullptr))
+        return {};
+    return GRef<GdkPixbuf>::retain(gdk_pixbuf_loader_get_pixbuf(loader.get()));
+}
+
+} // namespace
+
+TEST(QuiltCreateIconMaker, GeneratedIconIsARoundedSquareWithAWhiteInitial)
+{
+    auto icon = KTIconMaker::generate("E", "example.org");
+    ASSERT_TRUE(icon);
+    ASSERT_EQ(gdk_pixbuf_get_width(icon.get()), 512);
+    ASSERT_EQ(gdk_pixbuf_get_height(icon.get()), 512);
+    ASSERT_TRUE(gdk_pixbuf_get_has_alpha(icon.get()));
+
+    // Transparent margin and rounded corners.
+    EXPECT_EQ(pixelAt(icon.get(), 0, 0).a, 0);
+    EXPECT_EQ(pixelAt(icon.get(), 40, 40).a, 0);
+    EXPECT_EQ(pixelAt(icon.get(), 511, 256).a, 0);
+
+    // The square's body in the seed's colour (within the gradient's shading).
+    const auto c = KTIconMaker::colorForSeed("example.org");
+    const Pixel body = pixelAt(icon.get(), 60, 256);
+    EXPECT_EQ(body.a, 255);
+    EXPECT_NEAR(body.r, c.red * 255, 0.13 * 255);
+    EXPECT_NEAR(body.g, c.green * 255, 0.13 * 255);
+    EXPECT_NEAR(body.b, c.blue * 255, 0.13 * 255);
+
+    // The letter: white pixels in the middle, none near the edges.
+    int whiteCentre = 0, whiteEdge = 0;
+    for (int y = 0; y < 512; y += 2)
+        for (int x = 0; x < 512; x += 2) {
+            Pixel p = pixelAt(icon.get(), x, y);
+            bool white = p.a == 255 && p.r > 240 && p.g > 240 && p.b > 240;
+            bool centre = x > 128 && x < 384 && y > 128 && y < 384;
+            (centre ? whiteCentre : whiteEdge) += white;
+        }
+    EXPECT_GT(whiteCentre, 2000);
+    EXPECT_EQ(whiteEdge, 0);
+}
+
+TEST(QuiltCreateIconMaker, ColourFollowsTheSiteAndSitesDiffer)
+{
+    auto a = KTIconMaker::colorForSeed("example.org");
+    auto b = KTIconMaker::colorForSeed("example.org");
+    EXPECT_EQ(a.red, b.red);
+    EXPECT_EQ(a.green, b.green);
+    EXPECT_EQ(a.blue, b.blue);
+    std::set<std::tuple<double, double, double>> seen;
+    for (const char* site : {"example.org", "github.com", "google.com", "wikipedia.org", "mozilla.org", "debian.org",
+                             "gnome.org", "kde.org"}) {
+        auto c = KTIconMaker::colorForSeed(site);
+        seen.insert({c.red, c.green, c.blue});
+        // White text must stay readable: no light backgrounds.
+        EXPECT_LT(0.299 * c.red + 0.587 * c.green + 0.114 * c.blue, 0.6) << site;
+    }
+    EXPECT_GE(seen.size(), 4u);
+}
+
+TEST(QuiltCreateIconMaker, InitialIsTheFirstLetterOrDigit)
+{
+    EXPECT_EQ(KTIconMaker::initialOf("example.org"), "E");
+    EXPECT_EQ(KTIconMaker::initialOf("\xc3\xb6lm\xc3\xbchle"), "\xc3\x96"); // ölmühle -> Ö
+    EXPECT_EQ(KTIconMaker::initialOf("127.0.0.1"), "1");
+    EXPECT_EQ(KTIconMaker::initialOf("--my app"), "M");
+    EXPECT_EQ(KTIconMaker::initialOf("--"), "?");
+    EXPECT_EQ(KTIconMaker::initialOf("\xff"), "?");
+}
+
+class QuiltCreateIconFiles : public testing::Test {
+protected:
+    quilt::test::TestEnvironment env;
+};
+
+TEST_F(QuiltCreateIconFiles, OddShapedPicturesAreCentredOnASquare)
+{
+    auto wide = GRef<GdkPixbuf>::adopt(gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, 300, 100));
+    gdk_pixbuf_fill(wide.get(), 0xff0000ff);
+    const std::string path = env.root() + "/wide.jpg";
+    ASSERT_TRUE(gdk_pixbuf_save(wide.get(), path.c_str(), "jpeg", nullptr, nullptr));
+
+    std::string error;
+    auto icon = KTIconMaker::loadImage(path, &error);
+    ASSERT_TRUE(icon) << error;
+    EXPECT_EQ(gdk_pixbuf_get_width(icon.get()), 512);
+    EXPECT_EQ(gdk_pixbuf_get_height(icon.get()), 512);
+    EXPECT_EQ(pixelAt(icon.get(), 256, 10).a, 0);  // above the picture
+    EXPECT_EQ(pixelAt(icon.get(), 256, 500).a, 0); // below it
+    Pixel centre = pixelAt(icon.get(), 256, 256);
+    EXPECT_EQ(centre.a, 255);
+    EXPECT_GT(centre.r, 240);
+    EXPECT_LT(centre.g, 20);
+}
+
+TEST_F(QuiltCreateIconFiles, UnreadablePicturesAreRefusedWithTheirPath)
+{
+    env.writeFile(env.root() + "/text.png", "this is not a picture");
+    env.writeFile(env.root() + "/empty.svg", "");
+    for (const std::string& path : {env.root() + "/text.png", env.root() + "/empty.svg", env.root() + "/missing.png",
+                                   env.root()}) {
+        std::string error;
+        EXPECT_FALSE(KTIconMaker::loadImage(path, &error)) << path;
+        EXPECT_NE(error.find(path), std::string::npos) << error;
+    }
+}
+
+TEST_F(QuiltCreateIconFiles, IcnsHoldsPngsOf128And512Pixels)
+{
+    auto icon = KTIconMaker::generate("Q", "quilt.example");
+    const std::string path = env.root() + "/AppIcon.icns";
+    std::string error;
+    ASSERT_TRUE(KTIconMaker::writeIcns(path, icon.get(), &error)) << error;
+
+    auto bytes = quilt::KTFileUtil::read(path);
+    ASSERT_TRUE(bytes);
+    auto elements = KTIcns::decode(*bytes);
+    ASSERT_TRUE(elements);
+    std::map<std::string, int> sizes;
+    for (const auto& e : *elements) {
+        auto png = decodePng(e.data);
+        ASSERT_TRUE(png) << e.type;
+        EXPECT_EQ(gdk_pixbuf_get_width(png.get()), gdk_pixbuf_get_height(png.get()));
+        sizes[e.type] = gdk_pixbuf_get_width(png.get());
+    }
+    EXPECT_EQ(sizes["ic07"], 128);
+    EXPECT_EQ(sizes["ic09"], 512);
+
+    auto largest = KTIconMaker::largestPng(*bytes);
+    ASSERT_TRUE(largest);
+    auto png = decodePng(*largest);
+    ASSERT_TRUE(png);
+    EXPECT_EQ(gdk_pixbuf_get_width(png.get()), 512);
+    EXPECT_FALSE(KTIconMaker::largestPng("icns\0\0\0\x08junk"));
+}

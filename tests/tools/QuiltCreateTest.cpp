@@ -1,0 +1,420 @@
+// quilt-create end to end: what one run leaves on disk, and what a refused
+// or failed run does not.
+#include "QuiltCreateFixture.h"
+
+#include "config/KTFileUtil.h"
+#include "config/GRef.h"
+#include "config/KTIcns.h"
+#include "config/KTPlist.h"
+#include "web/KTWhiteListManager.h"
+
+#include <gio/gdesktopappinfo.h>
+#include <gio/gio.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+namespace quilt::test {
+namespace {
+
+class QuiltCreate : public QuiltCreateFixture {};
+
+bool isExecutable(const std::string& path) { return ::access(path.c_str(), X_OK) == 0; }
+
+int pngWidth(const std::string& data)
+{
+    auto loader = GRef<GdkPixbufLoader>::adopt(gdk_pixbuf_loader_new_with_type("png", nullptr));
+    gdk_pixbuf_loader_write(loader.get(), reinterpret_cast<const guchar*>(data.data()), data.size(), nullptr);
+    if (!gdk_pixbuf_loader_close(loader.get(), nullptr))
+        return -1;
+    return gdk_pixbuf_get_width(gdk_pixbuf_loader_get_pixbuf(loader.get()));
+}
+
+TEST_F(QuiltCreate, MakesACompleteBundle)
+{
+    const std::string bundle = make({"--url", "https://www.example.org/home", "--window-size", "1280x800",
+                                     "--opacity", "80", "--status-bar-option"});
+    EXPECT_EQ(bundle, appsFolder() + "/www.example.org.app");
+
+    // Layout: the template's parts, the app's own files, and one copy of
+    // the template, not nested again.
+    const std::string c = bundle + "/Contents";
+    EXPECT_TRUE(isExecutable(c + "/MacOS/DefaultApp"));
+    EXPECT_TRUE(KTFileUtil::isDirectory(c + "/Frameworks"));
+    for (const char* res : {"rules.json", "Base.lproj", "Scripts/userscripts.json", "AppIcon.icns",
+                            "QuiltCreationToolSettings.plist", "DefaultApp.app/Contents/Info.plist"})
+        EXPECT_TRUE(KTFileUtil::exists(c + "/Resources/" + res)) << res;
+    EXPECT_TRUE(isExecutable(c + "/Resources/DefaultApp.app/Contents/MacOS/DefaultApp"));
+    EXPECT_FALSE(KTFileUtil::exists(c + "/Resources/DefaultApp.app/Contents/Resources/DefaultApp.app"));
+    EXPECT_FALSE(KTFileUtil::exists(c + "/Resources/EnterpriseSettings.plist"));
+    EXPECT_EQ(entries(appsFolder()), std::vector<std::string>{"www.example.org.app"}); // no staging left
+
+    // Info.plist: the app's name and id, the template's versions and keys.
+    const KTJson info = plist(c + "/Info.plist");
+    const KTJson templ = plist(std::string(QUILT_TEMPLATE_BUNDLE) + "/Contents/Info.plist");
+    EXPECT_EQ(info["CFBundleName"], "www.example.org");
+    EXPECT_EQ(info["CFBundleExecutable"], "DefaultApp");
+    EXPECT_EQ(info["CFBundleShortVersionString"], templ["CFBundleShortVersionString"]);
+    EXPECT_EQ(info["CFBundleVersion"], templ["CFBundleVersion"]);
+    EXPECT_EQ(info["NSAppTransportSecurity"], templ["NSAppTransportSecurity"]);
+    const std::string id = info["CFBundleIdentifier"].get<std::string>();
+    EXPECT_TRUE(g_application_id_is_valid(id.c_str())) << id;
+    EXPECT_TRUE(g_dbus_is_name(id.c_str()) && !g_dbus_is_unique_name(id.c_str())) << id;
+    EXPECT_EQ(id.rfind("org.quilt.apps.www_example_org_", 0), 0u) << id;
+
+    // The unique id: a fresh UUID on the folder itself, also in the id.
+    char value[256] = {};
+    ssize_t n = ::getxattr(bundle.c_str(), "user.QuiltUniqueID", value, sizeof value - 1);
+    ASSERT_GT(n, 0) << "no extended attribute on the bundle";
+    const std::string uid(value, static_cast<size_t>(n));
+    EXPECT_TRUE(g_uuid_string_is_valid(uid.c_str())) << uid;
+    EXPECT_EQ(uniqueIdOf(bundle), uid);
+    EXPECT_EQ(id.substr(id.size() - 8), uid.substr(0, 8));
+
+    // The creation-tool configuration.
+    const KTJson config = plist(c + "/Resources/QuiltCreationToolSettings.plist");
+    EXPECT_EQ(config["isCreatedByQuiltCreationTool"], true);
+    EXPECT_EQ(config["appName"], "www.example.org");
+    EXPECT_EQ(config["URL"], "https://www.example.org/home");
+    EXPECT_EQ(config["defaultWindowSize"], "1280x800");
+    EXPECT_DOUBLE_EQ(config["windowOpacity"].get<double>(), 0.8);
+    EXPECT_EQ(config["showStatusBarOption"], true);
+    EXPECT_EQ(config["showUserScriptStyleOption"], false);
+    EXPECT_EQ(config["whiteListAllowAll"], false);
+    EXPECT_EQ(config["whiteListAllowPatterns"], true);
+    EXPECT_EQ(config["whiteListPatterns"], (KTJson{"://example.org/", ".example.org/"}));
+
+    // The icon: a real ICNS with 128 and 512 px PNGs.
+    auto icns = KTFileUtil::read(c + "/Resources/AppIcon.icns");
+    ASSERT_TRUE(icns);
+    auto elements = KTIcns::decode(*icns);
+    ASSERT_TRUE(elements);
+    std::map<std::string, int> widths;
+    for (const auto& e : *elements)
+        widths[e.type] = pngWidth(e.data);
+    EXPECT_EQ(widths["ic07"], 128);
+    EXPECT_EQ(widths["ic09"], 512);
+    GdkPixbuf* largest = KTIcns::readLargest(c + "/Resources/AppIcon.icns");
+    ASSERT_TRUE(largest);
+    EXPECT_EQ(gdk_pixbuf_get_width(largest), 512);
+    g_object_unref(largest);
+}
+
+TEST_F(QuiltCreate, WritesAValidLauncher)
+{
+    // A destination with a blank and a dollar exercises the Exec quoting.
+    const std::string dest = env.root() + "/My $Apps";
+    const std::string bundle = make({"--url", "https://example.org", "--name", "Example Mail", "--dest", dest});
+    ASSERT_EQ(bundle, dest + "/Example Mail.app");
+    const std::string id = bundleIdOf(bundle);
+    const std::string desktop = applicationsFolder() + "/" + id + ".desktop";
+    ASSERT_EQ(desktopFiles(), std::vector<std::string>{id + ".desktop"});
+
+    auto check = ToolRunner::run({"/usr/bin/desktop-file-validate", desktop});
+    EXPECT_EQ(check.exitCode, 0) << check.out << check.err;
+    EXPECT_EQ(check.out + check.err, "");
+
+    GDesktopAppInfo* info = g_desktop_app_info_new_from_filename(desktop.c_str());
+    ASSERT_TRUE(info);
+    GAppInfo* app = G_APP_INFO(info);
+    EXPECT_STREQ(g_app_info_get_name(app), "Example Mail");
+    gchar** argv = nullptr;
+    ASSERT_TRUE(g_shell_parse_argv(g_app_info_get_commandline(app), nullptr, &argv, nullptr));
+    EXPECT_EQ(std::string(argv[0]), bundle + "/Contents/MacOS/DefaultApp");
+    EXPECT_STREQ(argv[1], "%U");
+    g_strfreev(argv);
+    EXPECT_EQ(std::string(g_desktop_app_info_get_startup_wm_class(info)), id);
+    EXPECT_STREQ(g_desktop_app_info_get_categories(info), "Network;WebBrowser;");
+    auto key = [&](const char* k) {
+        char* v = g_desktop_app_info_get_string(info, k);
+        std::string s = v ? v : "";
+        g_free(v);
+        return s;
+    };
+    EXPECT_EQ(key("X-Quilt-UniqueID"), uniqueIdOf(bundle));
+    EXPECT_EQ(key("X-Quilt-URL"), "https://example.org/");
+    EXPECT_EQ(key("Type"), "Application");
+
+    // The icon: an absolute path to the ICNS's 512 px picture.
+    const std::string icon = key("Icon");
+    ASSERT_EQ(icon.front(), '/');
+    auto png = KTFileUtil::read(icon);
+    ASSERT_TRUE(png);
+    EXPECT_EQ(pngWidth(*png), 512);
+    g_object_unref(info);
+}
+
+TEST_F(QuiltCreate, SeedsTheDataFolder)
+{
+    const std::string bundle = make({"--url", "https://www.example.org/", "--opacity", "55"});
+    const std::string data = dataFolderOf(uniqueIdOf(bundle));
+    const KTJson settings = env.readJson(data + "/settings.json");
+    EXPECT_EQ(settings["main_url"], "https://www.example.org/");
+    EXPECT_EQ(settings["enableJavaScript"], true);
+    EXPECT_EQ(settings["allowCookies"], 0);
+    EXPECT_EQ(settings["blockPopupWindoww"], false);
+    EXPECT_EQ(settings["hideProgressBar"], false);
+    EXPECT_DOUBLE_EQ(settings["windowOpacityKey"].get<double>(), 0.55);
+
+    KTWhiteListManager list(data + "/whitelist.json");
+    EXPECT_FALSE(list.allowAll());
+    EXPECT_TRUE(list.allowPatterns());
+    EXPECT_TRUE(list.isUrlAllow("https://www.example.org/a"));
+    EXPECT_TRUE(list.isUrlAllow("https://mail.example.org/"));
+    EXPECT_TRUE(list.isUrlAllow("https://example.org/"));
+    EXPECT_FALSE(list.isUrlAllow("https://example.org.evil.com/"));
+    EXPECT_FALSE(list.isUrlAllow("https://evilexample.org/"));
+}
+
+struct AllowArgs {
+    std::vector<std::string> args;
+    bool allowAll, allowPatterns;
+    std::vector<std::string> patterns;
+};
+
+void PrintTo(const AllowArgs& c, std::ostream* os)
+{
+    for (const auto& a : c.args)
+        *os << a << ' ';
+}
+
+class QuiltCreateAllowOptions : public QuiltCreateFixture, public testing::WithParamInterface<AllowArgs> {};
+
+TEST_P(QuiltCreateAllowOptions, AllowListFollowsTheOptions)
+{
+    std::vector<std::string> args = {"--url", "https://example.org"};
+    args.insert(args.end(), GetParam().args.begin(), GetParam().args.end());
+    const std::string bundle = make(args);
+    KTWhiteListManager list(dataFolderOf(uniqueIdOf(bundle)) + "/whitelist.json");
+    EXPECT_EQ(list.allowAll(), GetParam().allowAll);
+    EXPECT_EQ(list.allowPatterns(), GetParam().allowPatterns);
+    EXPECT_EQ(list.patterns(), GetParam().patterns);
+    const KTJson config = plist(bundle + "/Contents/Resources/QuiltCreationToolSettings.plist");
+    EXPECT_EQ(config["whiteListAllowAll"], GetParam().allowAll);
+    EXPECT_EQ(config["whiteListAllowPatterns"], GetParam().allowPatterns);
+    EXPECT_EQ(config["whiteListPatterns"], KTJson(GetParam().patterns));
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, QuiltCreateAllowOptions,
+                         testing::Values(AllowArgs{{}, false, true, {"://example.org/", ".example.org/"}},
+                                         AllowArgs{{"--allow", "*example.org*", "--allow", "*cdn.test*"},
+                                                   false,
+                                                   true,
+                                                   {"*example.org*", "*cdn.test*"}},
+                                         AllowArgs{{"--allow-all"}, true, false, {}}));
+
+// Every refusal: exit code 2, one line naming the problem, and nothing made.
+struct Refusal {
+    const char* label;
+    std::vector<std::string> args; // "@" stands for the test's root folder
+    const char* says;
+};
+
+void PrintTo(const Refusal& c, std::ostream* os) { *os << c.label; }
+
+class QuiltCreateRefusals : public QuiltCreateFixture, public testing::WithParamInterface<Refusal> {};
+
+TEST_P(QuiltCreateRefusals, RefusesWithOneLineAndLeavesNothing)
+{
+    file("not-an-image.png", "plain text");
+    file("a-file", "x");
+    file("script.js", "console.log(1)");
+    std::vector<std::string> args;
+    for (auto a : GetParam().args) {
+        if (auto at = a.find('@'); at != std::string::npos)
+            a.replace(at, 1, env.root());
+        args.push_back(a);
+    }
+    auto r = tool(args);
+    EXPECT_EQ(r.exitCode, 2) << r.err;
+    auto lines = r.errLines();
+    ASSERT_EQ(lines.size(), 1u) << r.err;
+    EXPECT_EQ(lines[0].rfind("quilt-create: ", 0), 0u) << lines[0];
+    EXPECT_NE(lines[0].find(GetParam().says), std::string::npos) << lines[0];
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(entries(appsFolder()), std::vector<std::string>{});
+    EXPECT_EQ(desktopFiles(), std::vector<std::string>{});
+    EXPECT_EQ(entries(dataHome() + "/Quilt"), std::vector<std::string>{});
+}
+
+const std::string kUrl = "https://example.org";
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, QuiltCreateRefusals,
+    testing::Values(
+        Refusal{"NoArguments", {}, "no URL"}, Refusal{"NoUrl", {"--name", "X"}, "no URL"},
+        Refusal{"NotHttp", {"--url", "ftp://example.org"}, "not an http or https URL"},
+        Refusal{"NoScheme", {"--url", "example.org"}, "did you mean https://example.org"},
+        Refusal{"NoHost", {"--url", "https://"}, "no host"},
+        Refusal{"UnknownOption", {"--url", kUrl, "--colour", "red"}, "unknown option --colour"},
+        Refusal{"StrayArgument", {"--url", kUrl, "extra"}, "unexpected argument"},
+        Refusal{"UrlTwice", {"--url", kUrl, "--url", kUrl}, "given twice"},
+        Refusal{"MissingValue", {"--url"}, "--url needs a value"},
+        Refusal{"SmallWindow", {"--url", kUrl, "--window-size", "99x600"}, "bad --window-size"},
+        Refusal{"HalfWindowSize", {"--url", kUrl, "--window-size", "800x"}, "bad --window-size"},
+        Refusal{"OpacityOver", {"--url", kUrl, "--opacity", "101"}, "bad --opacity"},
+        Refusal{"OpacityUnder", {"--url", kUrl, "--opacity", "9"}, "bad --opacity"},
+        Refusal{"OpacityText", {"--url", kUrl, "--opacity", "half"}, "bad --opacity"},
+        Refusal{"EnterpriseOpacity", {"--url", kUrl, "--enterprise", "--opacity", "50"}, "--enterprise"},
+        Refusal{"MissingIcon", {"--url", kUrl, "--icon", "@/missing.png"}, "cannot read the icon"},
+        Refusal{"IconNotAnImage", {"--url", kUrl, "--icon", "@/not-an-image.png"}, "cannot read the icon"},
+        Refusal{"ScriptWithoutPattern", {"--url", kUrl, "--user-script", "@/script.js"}, "go together"},
+        Refusal{"MissingScript", {"--url", kUrl, "--user-script", "@/none.js", "--script-pattern", "*"},
+                "cannot read the user script"},
+        Refusal{"AllowAndAllowAll", {"--url", kUrl, "--allow", "x", "--allow-all"}, "cannot be combined"},
+        Refusal{"SlashInName", {"--url", kUrl, "--name", "a/b"}, "\"/\""},
+        Refusal{"EmptyName", {"--url", kUrl, "--name", ""}, "empty"},
+        Refusal{"PercentInName", {"--url", kUrl, "--name", "100% Music"}, "\"%\""},
+        Refusal{"PercentInDest", {"--url", kUrl, "--dest", "@/100%"}, "\"%\""},
+        Refusal{"DestIsAFile", {"--url", kUrl, "--dest", "@/a-file"}, "destination"},
+        Refusal{"DestUnderAFile", {"--url", kUrl, "--dest", "@/a-file/apps"}, "destination"},
+        Refusal{"BadTemplate", {"--url", kUrl, "--template", "@"}, "not a template bundle"},
+        Refusal{"RemoveUnknown", {"--remove", "Nothing"}, "no app named \"Nothing\""}),
+    [](const auto& info) { return std::string(info.param.label); });
+
+TEST_F(QuiltCreate, RefusesAnExistingNameWithoutForce)
+{
+    const std::string bundle = make({"--url", "https://example.org", "--name", "Site"});
+    const std::string uid = uniqueIdOf(bundle);
+    auto r = tool({"--url", "https://other.example", "--name", "Site"});
+    EXPECT_EQ(r.exitCode, 2);
+    ASSERT_EQ(r.errLines().size(), 1u) << r.err;
+    EXPECT_NE(r.err.find("already exists"), std::string::npos);
+    EXPECT_NE(r.err.find("--force"), std::string::npos);
+    EXPECT_EQ(uniqueIdOf(bundle), uid);
+    EXPECT_EQ(plist(bundle + "/Contents/Resources/QuiltCreationToolSettings.plist")["URL"], "https://example.org/");
+    EXPECT_EQ(entries(appsFolder()), std::vector<std::string>{"Site.app"});
+    EXPECT_EQ(desktopFiles().size(), 1u);
+
+    // --force does not replace a folder that is not an app.
+    env.writeFile(appsFolder() + "/Notes.app/notes.txt", "mine");
+    r = tool({"--url", "https://example.org", "--name", "Notes", "--force"});
+    EXPECT_EQ(r.exitCode, 2);
+    EXPECT_NE(r.err.find("not an app bundle"), std::string::npos) << r.err;
+    EXPECT_EQ(env.readFile(appsFolder() + "/Notes.app/notes.txt"), "mine");
+}
+
+TEST_F(QuiltCreate, ForceKeepsTheIdAndWhatTheUserChanged)
+{
+    const std::string bundle = make({"--url", "https://old.example.org/", "--name", "Site"});
+    const std::string uid = uniqueIdOf(bundle);
+    const std::string data = dataFolderOf(uid);
+    const std::string icns = bundle + "/Contents/Resources/AppIcon.icns";
+    const std::string scripts = bundle + "/Contents/Resources/Scripts/userscripts.json";
+    const std::string generatedIcon = env.readFile(icns);
+    const std::string edited = R"({"main_url":"https://old.example.org/mine","enableJavaScript":true})";
+    env.writeFile(data + "/settings.json", edited);
+    env.writeFile(data + "/bookmark.json", R"([{"title":"kept"}])");
+
+    auto r = tool({"--url", "https://www.new.example.com/", "--name", "Site", "--force"});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.outLines().back(), bundle);
+    EXPECT_NE(r.out.find("kept settings.json"), std::string::npos) << r.out;
+
+    EXPECT_EQ(uniqueIdOf(bundle), uid);
+    EXPECT_EQ(env.readFile(data + "/settings.json"), edited);
+    EXPECT_EQ(env.readFile(data + "/bookmark.json"), R"([{"title":"kept"}])");
+    // The allow-list was still the tool's own, so it follows the new site.
+    KTWhiteListManager list(data + "/whitelist.json");
+    EXPECT_TRUE(list.isUrlAllow("https://mail.new.example.com/"));
+    EXPECT_FALSE(list.isUrlAllow("https://old.example.org/"));
+    EXPECT_EQ(plist(bundle + "/Contents/Resources/QuiltCreationToolSettings.plist")["URL"],
+              "https://www.new.example.com/");
+    ASSERT_EQ(desktopFiles().size(), 1u);
+    EXPECT_NE(env.readFile(applicationsFolder() + "/" + desktopFiles()[0]).find("X-Quilt-URL=https://www.new.example.com/"),
+              std::string::npos);
+    EXPECT_EQ(entries(appsFolder()), std::vector<std::string>{"Site.app"});
+    // The generated icon was the tool's, so it follows the new site too.
+    EXPECT_NE(env.readFile(icns), generatedIcon);
+
+    // The icon and the scripts live in the bundle, where the app's
+    // preferences change them: those changes survive as well ...
+    auto picture = GRef<GdkPixbuf>::adopt(gdk_pixbuf_new(GDK_COLORSPACE_RGB, TRUE, 8, 64, 64));
+    gdk_pixbuf_fill(picture.get(), 0x336699ff);
+    ASSERT_TRUE(KTIcns::writeFile(icns, picture.get(), {128, 512}));
+    const std::string userIcon = env.readFile(icns);
+    const std::string userScripts = R"([{"name":"Mine","state":1,"script":"1","pattern":{}}])";
+    env.writeFile(scripts, userScripts);
+    r = tool({"--url", "https://www.new.example.com/", "--name", "Site", "--force"});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_NE(r.out.find("kept AppIcon.icns"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("kept Scripts/userscripts.json"), std::string::npos) << r.out;
+    EXPECT_EQ(env.readFile(icns), userIcon);
+    EXPECT_EQ(env.readFile(scripts), userScripts);
+    const std::string exported = dataHome() + "/icons/hicolor/512x512/apps/" + bundleIdOf(bundle) + ".png";
+    EXPECT_EQ(env.readFile(exported), KTIcns::decode(userIcon)->back().data);
+
+    // ... until the user asks for a new icon.
+    r = tool({"--url", "https://www.new.example.com/", "--name", "Site", "--force", "--icon",
+              file("blue.svg", R"(<svg xmlns="http://www.w3.org/2000/svg" width="8" height="8">)"
+                               R"(<rect width="8" height="8" fill="blue"/></svg>)")});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_NE(env.readFile(icns), userIcon);
+    EXPECT_EQ(env.readFile(scripts), userScripts);
+
+    // An old bundle without an id gets a new one, and its old launcher goes.
+    ::removexattr(bundle.c_str(), "user.QuiltUniqueID");
+    ASSERT_EQ(uniqueIdOf(bundle), "");
+    make({"--url", "https://www.new.example.com/", "--name", "Site", "--force"});
+    const std::string fresh = uniqueIdOf(bundle);
+    EXPECT_TRUE(g_uuid_string_is_valid(fresh.c_str()));
+    EXPECT_NE(fresh, uid);
+    EXPECT_EQ(desktopFiles(), std::vector<std::string>{bundleIdOf(bundle) + ".desktop"});
+    EXPECT_EQ(entries(dataHome() + "/icons/hicolor/512x512/apps"), std::vector<std::string>{bundleIdOf(bundle) + ".png"});
+}
+
+TEST_F(QuiltCreate, FailureLeavesNoHalfMadeApp)
+{
+    // A data folder that cannot be made fails after the bundle was built.
+    env.writeFile(dataHome() + "/Quilt", "a file in the way");
+    auto r = tool({"--url", "https://example.org"});
+    EXPECT_EQ(r.exitCode, 1);
+    ASSERT_EQ(r.errLines().size(), 1u) << r.err;
+    EXPECT_EQ(r.err.rfind("quilt-create: ", 0), 0u);
+    EXPECT_EQ(entries(appsFolder()), std::vector<std::string>{});
+    EXPECT_EQ(desktopFiles(), std::vector<std::string>{});
+    EXPECT_EQ(entries(dataHome() + "/icons/hicolor/512x512/apps"), std::vector<std::string>{});
+}
+
+TEST_F(QuiltCreate, FailedReplacementKeepsTheOldApp)
+{
+    const std::string bundle = make({"--url", "https://old.example.org/", "--name", "Site"});
+    const std::string uid = uniqueIdOf(bundle);
+    const std::string data = dataFolderOf(uid);
+    env.writeFile(bundle + "/Contents/Resources/marker", "old bundle");
+    const std::string oldSettings = env.readFile(data + "/settings.json");
+    const std::string oldList = env.readFile(data + "/whitelist.json");
+    const std::string desktop = applicationsFolder() + "/" + bundleIdOf(bundle) + ".desktop";
+    const std::string oldDesktop = env.readFile(desktop);
+    const std::string icon = dataHome() + "/icons/hicolor/512x512/apps/" + bundleIdOf(bundle) + ".png";
+    const std::string oldIcon = env.readFile(icon);
+
+    // The launcher, written last, cannot replace a folder: every earlier
+    // step must be taken back.
+    ::unlink(desktop.c_str());
+    env.writeFile(desktop + "/blocker", "x");
+    auto r = tool({"--url", "https://new.example.com/", "--name", "Site", "--force", "--icon",
+                   file("red.svg", R"(<svg xmlns="http://www.w3.org/2000/svg" width="8" height="8">)"
+                                   R"(<rect width="8" height="8" fill="red"/></svg>)")});
+    EXPECT_EQ(r.exitCode, 1) << r.err;
+    ASSERT_EQ(r.errLines().size(), 1u) << r.err;
+    EXPECT_NE(r.err.find("desktop entry"), std::string::npos) << r.err;
+
+    EXPECT_EQ(env.readFile(bundle + "/Contents/Resources/marker"), "old bundle");
+    EXPECT_EQ(uniqueIdOf(bundle), uid);
+    EXPECT_EQ(plist(bundle + "/Contents/Resources/QuiltCreationToolSettings.plist")["URL"], "https://old.example.org/");
+    EXPECT_EQ(env.readFile(data + "/settings.json"), oldSettings);
+    EXPECT_EQ(env.readFile(data + "/whitelist.json"), oldList);
+    EXPECT_EQ(env.readFile(icon), oldIcon);
+    EXPECT_EQ(entries(appsFolder()), std::vector<std::string>{"Site.app"});
+
+    // Once the way is clear, the same command goes through.
+    KTFileUtil::removeTree(desktop);
+    make({"--url", "https://new.example.com/", "--name", "Site", "--force"});
+    EXPECT_FALSE(KTFileUtil::exists(bundle + "/Contents/Resources/marker"));
+    EXPECT_EQ(uniqueIdOf(bundle), uid);
+    EXPECT_NE(env.readFile(desktop), oldDesktop);
+}
+
+} // namespace
+} // namespace quilt::test
