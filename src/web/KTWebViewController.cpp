@@ -79,7 +79,7 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
     connect("load-failed", G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent, const char* uri, GError* error,
                                           KTWebViewController* self) -> gboolean {
                 self->onLoadFailed(uri, error);
-                return FALSE;
+                return TRUE; // handled: no engine error page, the last page stays
             }));
     connect("notify::estimated-load-progress", G_CALLBACK(+[](WebKitWebView* v, GParamSpec*, KTWebViewController* self) {
                 gtk_progress_bar_set_fraction(GTK_PROGRESS_BAR(self->progress_), webkit_web_view_get_estimated_load_progress(v));
