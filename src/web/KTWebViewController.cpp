@@ -88,6 +88,7 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
                 const char* t = webkit_web_view_get_title(v);
                 if (self->item)
                     self->item->setLabel(t ? t : "");
+                self->recordFinishedPage();
             }));
     connect("notify::is-loading", G_CALLBACK(+[](WebKitWebView*, GParamSpec*, KTWebViewController* self) {
                 self->onLoadingChanged();
@@ -287,6 +288,7 @@ void KTWebViewController::onLoadChanged(WebKitLoadEvent event)
     switch (event) {
     case WEBKIT_LOAD_STARTED:
         committed_ = false;
+        finishPending_ = false;
         sourceURL = url();
         setProgressVisible(!settings.hideProgressBar());
         if (delegate)
@@ -306,8 +308,8 @@ void KTWebViewController::onLoadChanged(WebKitLoadEvent event)
         sourceURL.reset();
         setProgressVisible(false);
         updateTabInfo();
-        KTHistoryManager::sharedManager().addUrlWithNameForDate(url(), title(),
-                                                                KTHistoryManager::dateString(std::time(nullptr)));
+        finishPending_ = true;
+        recordFinishedPage();
         if (item && item->label() != "New tab")
             isRecentNewTab = false;
         if (delegate)
@@ -315,6 +317,20 @@ void KTWebViewController::onLoadChanged(WebKitLoadEvent event)
         break;
     }
     }
+}
+
+void KTWebViewController::recordFinishedPage()
+{
+    // WebKitGTK may report the title only after the load has finished: the
+    // visit is recorded when both are known, once per load.
+    if (!finishPending_ || title().empty())
+        return;
+    finishPending_ = false;
+    updateTabInfo();
+    KTHistoryManager::sharedManager().addUrlWithNameForDate(url(), title(),
+                                                            KTHistoryManager::dateString(std::time(nullptr)));
+    if (item && item->label() != "New tab")
+        isRecentNewTab = false;
 }
 
 void KTWebViewController::onLoadFailed(const char* uri, GError* error)

@@ -111,6 +111,7 @@ private:
     void loadNow(const std::string& url);
     void scheduleRefreshTimer(bool replace);
     void onLoadChanged(WebKitLoadEvent event);
+    void recordFinishedPage();
     void onLoadFailed(const char* uri, GError* error);
     void onLoadingChanged();
     bool onScriptDialog(WebKitScriptDialog* dialog);
@@ -127,6 +128,7 @@ private:
     GRef<WebKitUserContentManager> contentManager_;
     bool abLoaded_ = false;
     bool committed_ = false;
+    bool finishPending_ = false; // finished, visit not yet recorded
     bool progressVisible_ = false;
     bool ownsMessageChannels_ = false;
     unsigned refreshTicks_ = 0;
