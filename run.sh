@@ -24,7 +24,8 @@ if [[ ! -f "$BUILD/CMakeCache.txt" ]] && command -v ninja >/dev/null 2>&1; then
   generator=(-G Ninja)
 fi
 cmake -S . -B "$BUILD" -DCMAKE_BUILD_TYPE=RelWithDebInfo "${generator[@]}"
-cmake --build "$BUILD" -j "$(nproc)"
+# Only what running an app needs; the test suite is ./test.sh's business.
+cmake --build "$BUILD" -j "$(nproc)" --target quilt-create template_bundle
 
 BUILD=$(cd "$BUILD" && pwd)
 CREATE=$BUILD/tools/quilt-create
@@ -119,9 +120,11 @@ echo "run.sh: no DISPLAY, running the app in a private headless desktop"
 # Inside the session: start the app, wait for its window (or its early exit),
 # let the page render, take the screenshot, close the app.
 # shellcheck disable=SC2016
+# The session has a private HOME for its daemons; the app keeps the user's,
+# where quilt-create put its data.
 tests/desktop-session bash -c '
   app=$1 shot=$2
-  "$app" &
+  HOME=$3 XDG_DATA_HOME=$4 XDG_CONFIG_HOME=$5 XDG_CACHE_HOME=$6 "$app" &
   pid=$!
   for ((i = 0; i < 150; i++)); do
     kill -0 "$pid" 2>/dev/null || break
@@ -145,7 +148,8 @@ tests/desktop-session bash -c '
   rc=0
   wait "$pid" || rc=$?
   exit $((rc == 0 ? 200 : rc))
-' run-app "$APP" "$SHOT" && rc=0 || rc=$?
+' run-app "$APP" "$SHOT" "$HOME" "${XDG_DATA_HOME:-$HOME/.local/share}" \
+  "${XDG_CONFIG_HOME:-$HOME/.config}" "${XDG_CACHE_HOME:-$HOME/.cache}" && rc=0 || rc=$?
 
 if ((rc == 200)); then
   echo "run.sh: DefaultApp quit by itself before the screenshot was taken."

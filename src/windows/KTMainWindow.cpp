@@ -155,7 +155,7 @@ void KTMainWindow::applyCss()
         css += sel + ", " + sel + " headerbar { background: " + background_.cssString() + "; }\n";
     // The title follows the window colour: black on light, white on dark.
     if (!background_.isSystem())
-        css += sel + " headerbar, " + sel + " headerbar .title { color: " + std::string(background_.colorIsLight() ? "black" : "white")
+        css += sel + " headerbar, " + sel + " headerbar .title, " + sel + " headerbar button.titlebutton { color: " + std::string(background_.colorIsLight() ? "black" : "white")
             + "; }\n";
     if (!KTSettingsManager::sharedManager().windowShadow())
         css += sel + " decoration { box-shadow: none; }\n";
