@@ -13,6 +13,7 @@
 #include "config/KTShared.h"
 #include "config/KTShellDelegate.h"
 #include "config/KTUpdateManager.h"
+#include "config/KTUserDefaults.h"
 #include "config/KTWebPageZoomManager.h"
 #include "web/KTScriptsManager.h"
 #include "web/KTStylesManager.h"
@@ -79,6 +80,7 @@ void TestEnvironment::resetSharedStores()
     KTShared<KTScriptsManager>::reset();
     KTShared<KTStylesManager>::reset();
     KTQuiltManager::resetSharedManager();
+    KTUserDefaults::resetStandardUserDefaults();
 }
 
 std::string TestEnvironment::dataFolder() const

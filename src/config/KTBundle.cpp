@@ -15,10 +15,12 @@
 namespace quilt {
 
 namespace {
+// Never destroyed: stores save themselves at exit and still need the bundle
+// to find their folder, whatever the order of static destruction.
 std::unique_ptr<KTBundle>& mainSlot()
 {
-    static std::unique_ptr<KTBundle> b;
-    return b;
+    static auto* b = new std::unique_ptr<KTBundle>();
+    return *b;
 }
 
 std::string locateMainBundle()

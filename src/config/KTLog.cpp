@@ -7,15 +7,16 @@
 namespace quilt {
 
 namespace {
+// Never destroyed, so lines logged during exit still have somewhere to go.
 std::mutex& sinkMutex()
 {
-    static std::mutex m;
-    return m;
+    static auto* m = new std::mutex();
+    return *m;
 }
 KTLog::Sink& sinkRef()
 {
-    static KTLog::Sink s;
-    return s;
+    static auto* s = new KTLog::Sink();
+    return *s;
 }
 } // namespace
 

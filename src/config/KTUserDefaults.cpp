@@ -36,12 +36,23 @@ std::string KTUserDefaults::pathForBundleIdentifier(const std::string& bundleId)
         + "/defaults.ini";
 }
 
+namespace {
+std::unique_ptr<KTUserDefaults>& standardSlot()
+{
+    static auto* slot = new std::unique_ptr<KTUserDefaults>();
+    return *slot;
+}
+} // namespace
+
 KTUserDefaults& KTUserDefaults::standardUserDefaults()
 {
-    static std::unique_ptr<KTUserDefaults> defaults
-        = std::make_unique<KTUserDefaults>(pathForBundleIdentifier(KTBundle::main().bundleIdentifier()));
-    return *defaults;
+    auto& slot = standardSlot();
+    if (!slot)
+        slot = std::make_unique<KTUserDefaults>(pathForBundleIdentifier(KTBundle::main().bundleIdentifier()));
+    return *slot;
 }
+
+void KTUserDefaults::resetStandardUserDefaults() { standardSlot().reset(); }
 
 bool KTUserDefaults::hasKey(const std::string& key) const
 {

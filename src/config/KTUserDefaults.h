@@ -19,6 +19,8 @@ public:
     KTUserDefaults& operator=(const KTUserDefaults&) = delete;
 
     static KTUserDefaults& standardUserDefaults();
+    // Forgets the app's defaults (tests switch apps within one process).
+    static void resetStandardUserDefaults();
     static std::string pathForBundleIdentifier(const std::string& bundleId);
 
     bool hasKey(const std::string& key) const;
