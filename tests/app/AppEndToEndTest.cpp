@@ -1,0 +1,200 @@
+// The real DefaultApp, run from copies of the build's template bundle:
+// quitting by key and by SIGTERM and what the next launch restores, a second
+// launch handing its URL to the running instance, and cookies that survive
+// a restart without leaking into another app.
+
+#include "support/GuiTest.h"
+
+#include "config/KTFileUtil.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <regex>
+
+namespace quilt::test {
+namespace {
+
+class EndToEndTest : public GuiTest {
+protected:
+    void SetUp() override
+    {
+        GuiTest::SetUp();
+        if (IsSkipped())
+            return;
+        if (!std::getenv("DBUS_SESSION_BUS_ADDRESS"))
+            GTEST_SKIP() << "no D-Bus session: run inside tests/desktop-session";
+        if (!KTFileUtil::exists(AppBundle::templatePath() + "/Contents/MacOS/DefaultApp"))
+            GTEST_SKIP() << "no template bundle at " << AppBundle::templatePath();
+        for (const char* p : {"/a", "/b", "/c", "/second"})
+            server->route(p, HttpPage::html(std::string("Page ") + p));
+        server->route("/pixel", HttpPage::bytes("", "image/gif"));
+        HttpPage set = HttpPage::html("Cookie set", "<img src=\"/pixel\">");
+        set.headers = {{"Set-Cookie", "quilt=alpha; Max-Age=86400; Path=/"}};
+        server->route("/setcookie", set);
+        HttpPage echo;
+        echo.make = [](const HttpRequest& r) {
+            return "<!doctype html><html><head><title>cookie " + r.cookie + "</title></head><body></body></html>";
+        };
+        server->route("/echo", echo);
+    }
+    void TearDown() override
+    {
+        if (HasFailure())
+            for (auto& p : processes_)
+                std::cerr << "---- app log ----\n" << p->log() << "\n";
+        processes_.clear();
+        GuiTest::TearDown();
+    }
+
+    AppBundle makeApp(const std::string& name, const KTJson& settings, const KTJson& behavior = KTJson::object())
+    {
+        AppBundle app(env->root(), name);
+        app.writeDataFile("settings.json", settings);
+        KTJson b = behavior;
+        b["version"] = 1.1;
+        app.writeDataFile("behavior.json", b);
+        return app;
+    }
+    AppProcess& launch(const AppBundle& app, const std::vector<std::string>& args = {})
+    {
+        std::string log = env->root() + "/app-" + std::to_string(processes_.size()) + ".log";
+        processes_.push_back(std::make_unique<AppProcess>(app, args, log));
+        return *processes_.back();
+    }
+    bool waitWindows(const AppBundle& app, size_t n)
+    {
+        return waitUntil([&] { return visibleWindows(app.bundleIdentifier()).size() == n; }, 20s);
+    }
+    bool waitHits(const std::string& path, unsigned n)
+    {
+        return waitUntil([&] { return server->hits(path) >= n; }, 20s);
+    }
+    static bool exitedCleanly(AppProcess& p, std::chrono::milliseconds timeout = 10s)
+    {
+        int status = -1;
+        return p.waitExit(timeout, &status) && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    }
+    std::vector<std::string> urls(std::initializer_list<const char*> paths)
+    {
+        std::vector<std::string> out;
+        for (const char* p : paths)
+            out.push_back(server->url(p));
+        return out;
+    }
+
+    std::vector<std::unique_ptr<AppProcess>> processes_;
+};
+
+const std::regex kFrame(R"(\{\{-?\d+, -?\d+\}, \{\d+, \d+\}\})");
+
+TEST_F(EndToEndTest, QuitRecordsEveryWindowAndTheNextLaunchRestoresThem)
+{
+    AppBundle app = makeApp("Restore", {{"main_url", server->url("/a")}}, {{"restoreWindowsAndTabs", true}});
+    app.writeDataFile("restore.json", {{"version", 1.1},
+                                       {"window0", {{"url", KTJson(urls({"/a", "/b"}))}}},
+                                       {"window1", {{"url", KTJson(urls({"/c"}))}}}});
+    const std::string restoreFile = app.dataFolder() + "restore.json";
+
+    AppProcess& first = launch(app);
+    ASSERT_TRUE(waitWindows(app, 2)) << "two saved windows";
+    ASSERT_TRUE(waitHits("/a", 1) && waitHits("/b", 1) && waitHits("/c", 1));
+    ::unlink(restoreFile.c_str()); // read at launch; rewritten by the quit
+    ASSERT_TRUE(typeKeys(app.bundleIdentifier(), "ctrl+q"));
+    ASSERT_TRUE(exitedCleanly(first)) << "Control+Q quits";
+
+    KTJson saved = app.readDataFile("restore.json");
+    ASSERT_TRUE(saved.is_object()) << "restore.json written at quit";
+    EXPECT_DOUBLE_EQ(json::doubleFor(saved, "version", 0), 1.1);
+    EXPECT_EQ(saved["window0"]["url"], KTJson(urls({"/a", "/b"})));
+    EXPECT_EQ(saved["window1"]["url"], KTJson(urls({"/c"})));
+    for (const char* key : {"window0", "window1"}) {
+        std::string frame = json::stringFor(saved[key], "windowFrame").value_or("");
+        EXPECT_TRUE(std::regex_match(frame, kFrame)) << key << ": " << frame;
+    }
+    EXPECT_FALSE(json::lookup(saved, "window2"));
+
+    // The next launch brings both windows and all three tabs back; SIGTERM
+    // (a logout) quits it and still records them.
+    AppProcess& second = launch(app);
+    ASSERT_TRUE(waitWindows(app, 2));
+    ASSERT_TRUE(waitHits("/a", 2) && waitHits("/b", 2) && waitHits("/c", 2));
+    EXPECT_EQ(server->hits("/a"), 2u) << "restored, not sent home";
+    ::unlink(restoreFile.c_str());
+    second.signal(SIGTERM);
+    ASSERT_TRUE(exitedCleanly(second)) << "SIGTERM quits";
+    KTJson again = app.readDataFile("restore.json");
+    EXPECT_EQ(again["window0"]["url"], KTJson(urls({"/a", "/b"})));
+    EXPECT_EQ(again["window1"]["url"], KTJson(urls({"/c"})));
+}
+
+TEST_F(EndToEndTest, SigtermWithoutRestoringLeavesTheRestoreFileAlone)
+{
+    AppBundle app = makeApp("NoRestore", {{"main_url", server->url("/a")}});
+    AppProcess& p = launch(app);
+    ASSERT_TRUE(waitWindows(app, 1));
+    ASSERT_TRUE(waitHits("/a", 1));
+    p.signal(SIGTERM);
+    ASSERT_TRUE(exitedCleanly(p));
+    // The frame is recorded in memory only: no window reaches the file.
+    KTJson saved = app.readDataFile("restore.json");
+    EXPECT_FALSE(json::lookup(saved, "window0")) << saved.dump();
+    EXPECT_TRUE(KTFileUtil::exists(app.dataFolder() + "history.json")) << "history is saved at quit";
+}
+
+TEST_F(EndToEndTest, SecondLaunchHandsItsUrlToTheRunningInstance)
+{
+    // The refresh timer reloads a page only after it has loaded: a second
+    // request for a page tells that its visit is recorded.
+    AppBundle app = makeApp("Single", {{"main_url", server->url("/a")}, {"refreshTimeInterval", 0.5}});
+    AppProcess& first = launch(app);
+    ASSERT_TRUE(waitWindows(app, 1));
+    ASSERT_TRUE(waitHits("/a", 1));
+
+    AppProcess& second = launch(app, {server->url("/second")});
+    EXPECT_TRUE(exitedCleanly(second, 5s)) << "the second launch only passes the URL on";
+    ASSERT_TRUE(waitHits("/second", 1));
+    EXPECT_TRUE(waitWindows(app, 2)) << "a URL from outside opens in a new window";
+    EXPECT_TRUE(first.running());
+    ASSERT_TRUE(waitHits("/second", 2));
+
+    first.signal(SIGTERM);
+    ASSERT_TRUE(exitedCleanly(first));
+    KTJson history = app.readDataFile("history.json");
+    const KTJson* visit = json::lookup(history, "Page /second");
+    ASSERT_TRUE(visit) << history.dump();
+    EXPECT_EQ(json::stringFor(*visit, "url"), server->url("/second"));
+}
+
+TEST_F(EndToEndTest, CookiesSurviveARestartAndStayInTheirOwnApp)
+{
+    AppBundle alpha = makeApp("Alpha", {{"main_url", server->url("/setcookie")}});
+    AppBundle beta = makeApp("Beta", {{"main_url", server->url("/echo")}});
+
+    AppProcess& setter = launch(alpha);
+    ASSERT_TRUE(waitHits("/pixel", 1)) << "the page that sets the cookie has loaded";
+    setter.signal(SIGTERM);
+    ASSERT_TRUE(exitedCleanly(setter));
+
+    // The timer's reload tells that the echoing page has loaded.
+    alpha.writeDataFile("settings.json", {{"main_url", server->url("/echo")}, {"refreshTimeInterval", 0.5}});
+    AppProcess& again = launch(alpha);
+    ASSERT_TRUE(waitHits("/echo", 2));
+    EXPECT_EQ(server->lastRequest("/echo")->cookie, "quilt=alpha");
+    ASSERT_TRUE(waitWindows(alpha, 1));
+    again.signal(SIGTERM);
+    ASSERT_TRUE(exitedCleanly(again));
+    KTJson history = alpha.readDataFile("history.json");
+    EXPECT_TRUE(json::lookup(history, "cookie quilt=alpha")) << "the page saw it: " << history.dump();
+
+    const unsigned before = server->hits("/echo");
+    AppProcess& other = launch(beta);
+    ASSERT_TRUE(waitHits("/echo", before + 1));
+    EXPECT_EQ(server->lastRequest("/echo")->cookie, "") << "another app has cookies of its own";
+    ASSERT_TRUE(waitWindows(beta, 1));
+    other.signal(SIGTERM);
+    EXPECT_TRUE(exitedCleanly(other));
+}
+
+} // namespace
+} // namespace quilt::test

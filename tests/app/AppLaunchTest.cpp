@@ -1,0 +1,181 @@
+// The application brought up in this process, on its own application id:
+// which windows and tabs a launch opens from the saved records, and what
+// quitting records for the next launch.
+
+#include "support/GuiTest.h"
+
+#include "app/AppDelegate.h"
+#include "config/KTBundle.h"
+#include "config/KTPlist.h"
+#include "config/KTRect.h"
+#include "windows/KTMainWindowController.h"
+
+namespace quilt::test {
+namespace {
+
+class LaunchTest : public GuiTest {
+protected:
+    void SetUp() override
+    {
+        GuiTest::SetUp();
+        if (IsSkipped())
+            return;
+        for (const char* p : {"/home", "/a", "/b", "/c", "/d", "/e"})
+            server->route(p, HttpPage::html(std::string("Page ") + p));
+        // The application id is the bundle identifier: one of its own, so
+        // that no other test's instance answers in its place.
+        std::string info = env->bundlePath() + "/Contents/Info.plist";
+        KTJson dict = KTPlist::readFile(info).value_or(KTJson::object());
+        dict["CFBundleIdentifier"] = "org.quilt.test.Launch_" + env->uniqueId().substr(0, 8);
+        ASSERT_TRUE(KTPlist::writeFile(info, dict));
+        KTBundle::setMainPath(env->bundlePath());
+        writeDataFile("settings.json", {{"main_url", server->url("/home")}});
+    }
+
+    // Three saved windows, each with its own frame.
+    void writeThreeWindows()
+    {
+        writeDataFile("restore.json",
+                      {{"version", 1.1},
+                       {"window0", {{"url", KTJson(urls({"/a", "/b"}))}, {"windowFrame", frames[0]}}},
+                       {"window1", {{"url", KTJson(urls({"/c"}))}, {"windowFrame", frames[1]}}},
+                       {"window2", {{"url", KTJson(urls({"/d", "/e"}))}, {"windowFrame", frames[2]}}}});
+    }
+    void writeBehavior(bool restore, bool tabsInsteadOfWindows)
+    {
+        writeDataFile("behavior.json", {{"version", 1.1},
+                                        {"restoreWindowsAndTabs", restore},
+                                        {"openTabWindow", tabsInsteadOfWindows}});
+    }
+
+    // Runs the application; `launched` runs once its first window is up,
+    // then the application quits the way a quit command does.
+    void runApp(const std::function<void(AppDelegate&)>& launched)
+    {
+        AppDelegate app;
+        struct Ctx {
+            AppDelegate* app;
+            const std::function<void(AppDelegate&)>* launched;
+            bool ran = false;
+        } ctx {&app, &launched};
+        guint id = g_timeout_add(10, +[](gpointer data) -> gboolean {
+            auto* c = static_cast<Ctx*>(data);
+            if (KTMainWindowController::mainWindows().empty())
+                return G_SOURCE_CONTINUE;
+            c->ran = true;
+            (*c->launched)(*c->app);
+            c->app->quit(false);
+            return G_SOURCE_REMOVE;
+        }, &ctx);
+        char name[] = "DefaultApp";
+        char* argv[] = {name, nullptr};
+        EXPECT_EQ(app.run(1, argv), 0);
+        if (!ctx.ran)
+            g_source_remove(id);
+        ASSERT_TRUE(ctx.ran) << "the application never came up as the primary instance";
+    }
+
+    static std::vector<std::string> urlsOf(size_t window)
+    {
+        return KTMainWindowController::mainWindows()[window]->tabController()->getOpenedUrls();
+    }
+    bool waitAllLoaded(const std::vector<std::string>& paths)
+    {
+        return waitUntil([&] {
+            for (const auto& p : paths)
+                if (server->hits(p) == 0)
+                    return false;
+            for (auto& w : KTMainWindowController::mainWindows())
+                for (size_t i = 0; i < w->tabController()->tabsCount(); ++i)
+                    if (w->tabController()->pageAt(i)->isLoading())
+                        return false;
+            return true;
+        });
+    }
+    std::vector<std::string> urls(std::initializer_list<const char*> paths)
+    {
+        std::vector<std::string> out;
+        for (const char* p : paths)
+            out.push_back(server->url(p));
+        return out;
+    }
+
+    // Wide enough for the toolbar, which sets a window's smallest width.
+    const std::string frames[3] = {"{{40, 30}, {820, 500}}", "{{80, 60}, {800, 480}}", "{{120, 90}, {780, 420}}"};
+};
+
+TEST_F(LaunchTest, WithoutRestoringOneWindowGoesHomeInTheFirstRecordsFrame)
+{
+    writeThreeWindows();
+    writeBehavior(false, false);
+    runApp([&](AppDelegate&) {
+        EXPECT_TRUE(waitAllLoaded({"/home"}));
+        ASSERT_EQ(KTMainWindowController::mainWindows().size(), 1u);
+        EXPECT_EQ(urlsOf(0), urls({"/home"}));
+        KTMainWindow& w = KTMainWindowController::mainWindows()[0]->window();
+        EXPECT_TRUE(waitUntil([&] { return w.frame() == KTRect::fromString(frames[0]); }, 5s)) << w.frame().toString();
+    });
+    EXPECT_EQ(server->hits("/a"), 0u);
+    // Not restoring: the file keeps the three records.
+    KTJson file = env->readJson(env->dataFolder() + "restore.json");
+    EXPECT_TRUE(json::lookup(file, "window2"));
+}
+
+TEST_F(LaunchTest, RestoringWithTabsInsteadOfWindowsGathersEveryTabInOneWindow)
+{
+    writeThreeWindows();
+    writeBehavior(true, true);
+    runApp([&](AppDelegate&) {
+        EXPECT_TRUE(waitAllLoaded({"/a", "/b", "/c", "/d", "/e"}));
+        ASSERT_EQ(KTMainWindowController::mainWindows().size(), 1u);
+        EXPECT_EQ(urlsOf(0), urls({"/a", "/b", "/c", "/d", "/e"}));
+    });
+    EXPECT_EQ(server->hits("/home"), 0u);
+    // What quitting recorded: one window holding them all.
+    KTJson file = env->readJson(env->dataFolder() + "restore.json");
+    EXPECT_EQ(file["window0"]["url"], KTJson(urls({"/a", "/b", "/c", "/d", "/e"})));
+    EXPECT_FALSE(json::lookup(file, "window1")) << file.dump();
+}
+
+TEST_F(LaunchTest, RestoringIntoWindowsReopensEachWindowWithItsFrame)
+{
+    writeThreeWindows();
+    writeBehavior(true, false);
+    runApp([&](AppDelegate&) {
+        EXPECT_TRUE(waitAllLoaded({"/a", "/b", "/c", "/d", "/e"}));
+        auto& list = KTMainWindowController::mainWindows();
+        ASSERT_EQ(list.size(), 3u);
+        EXPECT_EQ(urlsOf(0), urls({"/a", "/b"}));
+        EXPECT_EQ(urlsOf(1), urls({"/c"}));
+        EXPECT_EQ(urlsOf(2), urls({"/d", "/e"}));
+        for (size_t i = 0; i < 3; ++i)
+            EXPECT_TRUE(waitUntil([&] { return list[i]->window().frame() == KTRect::fromString(frames[i]); }, 5s))
+                << i << ": " << list[i]->window().frame().toString();
+        // Something changes before quitting: a tab more in the last window.
+        list[2]->tabController()->addNewTab();
+        list[2]->tabController()->openUrl(server->url("/home"));
+        EXPECT_TRUE(waitAllLoaded({"/home"}));
+    });
+    KTJson file = env->readJson(env->dataFolder() + "restore.json");
+    EXPECT_EQ(file["window0"]["url"], KTJson(urls({"/a", "/b"})));
+    EXPECT_EQ(file["window1"]["url"], KTJson(urls({"/c"})));
+    EXPECT_EQ(file["window2"]["url"], KTJson(urls({"/d", "/e", "/home"})));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(json::stringFor(file["window" + std::to_string(i)], "windowFrame"), frames[i]);
+    EXPECT_DOUBLE_EQ(json::doubleFor(file, "version", 0), 1.1);
+}
+
+TEST_F(LaunchTest, RestoringWithNothingSavedGoesHome)
+{
+    writeBehavior(true, false);
+    runApp([&](AppDelegate&) {
+        EXPECT_TRUE(waitAllLoaded({"/home"}));
+        ASSERT_EQ(KTMainWindowController::mainWindows().size(), 1u);
+        EXPECT_EQ(urlsOf(0), urls({"/home"}));
+    });
+    KTJson file = env->readJson(env->dataFolder() + "restore.json");
+    EXPECT_EQ(file["window0"]["url"], KTJson(urls({"/home"})));
+}
+
+} // namespace
+} // namespace quilt::test
