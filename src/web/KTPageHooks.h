@@ -25,7 +25,19 @@ public:
     static std::optional<std::string> addressForTypedText(const std::string& text);
     // True when the request was answered.
     static bool decidePermission(WebKitWebView* view, WebKitPermissionRequest* request);
+    // Gives a new page's view its navigation policy, which watches its loads
+    // (see KTWebViewPolicy); called before the page connects its own signals.
+    static void attach(WebKitWebView* view);
+    // Navigations, new windows and responses (see KTWebViewPolicy).
     static bool decidePolicy(KTWebViewController* page, WebKitPolicyDecision* decision, WebKitPolicyDecisionType type);
+
+    // The page's "download the next page" mark, set by the context menu's
+    // download commands and used up by the next HTML response.
+    static bool needToDownload(WebKitWebView* view);
+    static void setNeedToDownload(WebKitWebView* view, bool value);
+    // A window opened by a page takes the opener's mark (the opener's is
+    // cleared).
+    static void moveNeedToDownload(WebKitWebView* from, WebKitWebView* to);
 };
 
 } // namespace quilt

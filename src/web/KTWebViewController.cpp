@@ -71,6 +71,8 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
     if (!relatedTo)
         loadUserScripts();
     observeNotifications();
+    // The policy glue follows the view's loads from before the first one.
+    KTPageHooks::attach(webview_);
 
     auto connect = [this](const char* signal, GCallback cb) { signals_.emplace_back(webview_, signal, cb, this); };
     connect("load-changed", G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent e, KTWebViewController* self) {
@@ -571,6 +573,7 @@ GtkWidget* KTWebViewController::onCreate(WebKitNavigationAction* action)
     }
     auto page = std::make_unique<KTWebViewController>(webview_);
     page->isRecentNewTab = true;
+    KTPageHooks::moveNeedToDownload(webview_, page->webview());
     GtkWidget* view = GTK_WIDGET(page->webview());
     delegate->newWebViewConstroller(std::move(page));
     return view;

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "config/GRef.h"
+
+#include <gio/gio.h>
+#include <gtk/gtk.h>
+
+#include <string>
+
+namespace quilt {
+
+// Hands addresses to other applications of the desktop through GIO: web
+// addresses that leave the site to the default browser, other schemes
+// (mail, chat, ...) to the application that claims them after asking.
+class KTAppLauncher {
+public:
+    // Opens url with the desktop's default application for it. In the
+    // background the launch asks for no focus and `window` is presented
+    // again once the launch completes, so the user stays in the app.
+    static void openInDefaultBrowser(const std::string& url, bool background, GtkWindow* window);
+
+    // The application registered for the URL's scheme, or null.
+    static GRef<GAppInfo> appForUrl(const std::string& url);
+    // The name the user knows the application by.
+    static std::string displayName(GAppInfo* app);
+
+    // "Open %@?" as a modal dialog of `parent` that does not block: "Open"
+    // launches url with app, "Cancel" does nothing. Returns the dialog.
+    static GtkWidget* askToOpen(const std::string& url, GAppInfo* app, GtkWindow* parent);
+};
+
+} // namespace quilt
