@@ -133,8 +133,10 @@ void KTMainWindowController::buildToolbar()
     gtk_header_bar_pack_end(bar, toolbarButton_);
     GtkWidget* add = toolButton("tab-new-symbolic", "New Tab", "app.new-tab");
     gtk_header_bar_pack_end(bar, add);
+    downloads_ = std::make_unique<KTDownloadsView>();
+    gtk_header_bar_pack_end(bar, downloads_->toolbarItem());
 
-    toolbarItems_ = {nav, home, add};
+    toolbarItems_ = {nav, home, add, downloads_->toolbarItem()};
     for (GtkWidget* w : toolbarItems_)
         gtk_widget_show_all(w);
     gtk_widget_show_all(menu);

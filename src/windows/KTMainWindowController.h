@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KTDownloadsView.h"
 #include "KTMainWindow.h"
 #include "KTTabViewController.h"
 
@@ -35,6 +36,7 @@ public:
     KTMainWindow& window() { return *window_; }
     KTTabViewController* tabController() const { return tabController_.get(); }
     GtkWidget* urlTextField() const { return urlEntry_; }
+    KTDownloadsView* downloadsView() const { return downloads_.get(); }
     bool toolbarShown() const { return toolbarShown_; }
     std::string titleText() const;
 
@@ -72,6 +74,7 @@ private:
     GtkWidget* titleIcon_ = nullptr;
     std::vector<GtkWidget*> toolbarItems_;
     GtkWidget* toolbarButton_ = nullptr;
+    std::unique_ptr<KTDownloadsView> downloads_;
     bool toolbarShown_ = false;
     std::vector<KTObservation> observations_;
     std::vector<KTSignal> signals_;
