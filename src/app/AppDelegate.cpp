@@ -17,6 +17,7 @@
 #include "windows/KTMainWindowController.h"
 
 #include <glib-unix.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <cmath>
@@ -197,6 +198,8 @@ void AppDelegate::afterFirstPaint()
         return;
     KTUpdateManager::sharedManager().addUpdatePath(KTBundle::main().path());
     enableSpellCheckAndGrammar();
+    // Hand back what start-up allocated and freed.
+    malloc_trim(0);
 }
 
 void AppDelegate::enableSpellCheckAndGrammar()
