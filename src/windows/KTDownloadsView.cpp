@@ -258,6 +258,8 @@ void KTDownloadsView::Cell::update()
     gtk_widget_set_visible(bytes_, s.byteCountShown);
     gtk_widget_set_visible(cancel_, s.cancelShown);
     gtk_widget_set_visible(show_, s.showInFolderShown);
+    // Only a finished row reacts to a click (it opens the file).
+    gtk_list_box_row_set_activatable(GTK_LIST_BOX_ROW(row_), operation_->opensFileWhenSelected());
 }
 
 void KTDownloadsView::Cell::cancelDownload()
