@@ -1,0 +1,388 @@
+// How pages keep to their site: the allow-list applied to real navigations,
+// links leaving the site reaching the default browser, redirects, windows
+// opened by pages, Control-clicks, iframes and other applications' schemes.
+
+#include "PolicyTest.h"
+
+#include "config/KTBehaviorManager.h"
+#include "web/KTWebViewController.h"
+#include "windows/KTMainWindowController.h"
+
+#include <gtk/gtk.h>
+#include <libsoup/soup.h>
+
+namespace quilt::test {
+namespace {
+
+class NavigationGlueTest : public PolicyTest {
+protected:
+    void SetUp() override
+    {
+        PolicyTest::SetUp();
+        if (IsSkipped())
+            return;
+        window = newWindow();
+        page = pageOf(window);
+    }
+
+    // A page on `host` with one link to `target`.
+    std::string linkPage(const std::string& host, const std::string& target, const std::string& attrs = "")
+    {
+        server->route(host + "/links", Reply::html("<a id='go' " + attrs + " href='" + target
+                                                   + "' style='display:block;width:300px;height:40px'>go</a>"));
+        return "http://" + host + "/links";
+    }
+
+    // Follows the link #go as a script click would.
+    void followLink()
+    {
+        ASSERT_EQ(runJs(page, "document.getElementById('go').click(); 'ok'"), "ok");
+    }
+
+    KTMainWindowController* window = nullptr;
+    KTWebViewController* page = nullptr;
+};
+
+// ---- the allow-list on real pages ----
+
+struct AllowListCase {
+    const char* name;
+    bool allowAll;
+    bool allowPatterns;
+    std::vector<std::string> patterns;
+    bool allowSubdomains;
+    const char* target; // where the link of the allowed start page goes
+    bool stays;         // shown in the page, or handed to the browser
+    friend void PrintTo(const AllowListCase& c, std::ostream* os) { *os << c.name; }
+};
+
+class AllowListEndToEnd : public NavigationGlueTest, public ::testing::WithParamInterface<AllowListCase> {};
+
+TEST_P(AllowListEndToEnd, LinkStaysOrGoesToTheDefaultBrowser)
+{
+    const AllowListCase& c = GetParam();
+    writeAllowList(c.allowAll, c.allowPatterns, c.patterns, c.allowSubdomains);
+    server->route(std::string(c.target).substr(7), Reply::html("<p id='arrived'>target</p>"));
+    std::string start = linkPage("site.example.com", c.target);
+    ASSERT_TRUE(loadAndWait(page, start)) << page->url();
+
+    followLink();
+    if (c.stays) {
+        EXPECT_TRUE(waitShown(page, c.target)) << page->url();
+        EXPECT_TRUE(browserUrls().empty());
+    } else {
+        EXPECT_TRUE(waitForBrowserUrl(c.target));
+        // The page stays where it was and never showed the refused one.
+        EXPECT_TRUE(waitShown(page, start)) << page->url();
+        EXPECT_EQ(runJs(page, "document.getElementById('go') ? 'still' : 'gone'"), "still");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Patterns, AllowListEndToEnd,
+    ::testing::Values(
+        AllowListCase {"AllowAll", true, true, {}, false, "http://elsewhere.org/p", true},
+        AllowListCase {"AllowListMatch", false, true, {"site.example.com", "*docs.example.net*"}, false,
+                       "http://docs.example.net/guide", true},
+        AllowListCase {"AllowListMiss", false, true, {"site.example.com"}, false, "http://elsewhere.org/p", false},
+        AllowListCase {"AllowListFragmentsInOrder", false, true, {"site.example.com", "http://*.example.net*/help"},
+                       false, "http://docs.example.net/help", true},
+        AllowListCase {"BlockListMatch", false, false, {"*elsewhere*"}, false, "http://elsewhere.org/p", false},
+        AllowListCase {"BlockListMiss", false, false, {"*elsewhere*"}, false, "http://docs.example.net/p", true},
+        AllowListCase {"SubdomainsWidened", false, true, {"http://www.example.com"}, true,
+                       "http://shop.example.com/cart", true},
+        AllowListCase {"SubdomainsNotWidened", false, true, {"http://www.example.com", "site.example.com"}, false,
+                       "http://shop.example.com/cart", false},
+        AllowListCase {"CaseSensitive", false, true, {"site.example.com", "DOCS.EXAMPLE.NET"}, false,
+                       "http://docs.example.net/p", false}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(NavigationGlueTest, TypedAddressOutsideTheSiteGoesToTheBrowserAndThePageStays)
+{
+    writeAllowList(false, true, {"site.example.com"});
+    std::string start = linkPage("site.example.com", "http://site.example.com/x");
+    ASSERT_TRUE(loadAndWait(page, start));
+    page->loadRequest("http://news.other.org/today");
+    EXPECT_TRUE(waitForBrowserUrl("http://news.other.org/today"));
+    // Certainly the main frame: refused before anything was asked of the site.
+    EXPECT_EQ(server->hits("news.other.org/today"), 0u);
+    EXPECT_TRUE(waitShown(page, start));
+}
+
+TEST_F(NavigationGlueTest, InTheBackgroundTheLinkStillReachesTheBrowserAndTheAppStaysInFront)
+{
+    KTBehaviorManager::sharedManager().setOpenOtherAppInBackground(true);
+    writeAllowList(false, true, {"site.example.com"});
+    std::string start = linkPage("site.example.com", "http://elsewhere.org/bg");
+    ASSERT_TRUE(loadAndWait(page, start));
+    followLink();
+    EXPECT_TRUE(waitForBrowserUrl("http://elsewhere.org/bg"));
+    EXPECT_TRUE(waitUntil([&] { return gtk_window_is_active(window->window().window()); }));
+    EXPECT_TRUE(waitShown(page, start)) << page->url();
+}
+
+// ---- redirects: judged by where the load started ----
+
+struct RedirectCase {
+    const char* name;
+    const char* first;   // the link's address (allowed by the list)
+    const char* landing; // where the server sends it
+    bool stays;
+    friend void PrintTo(const RedirectCase& c, std::ostream* os) { *os << c.name; }
+};
+
+class RedirectJudgement : public NavigationGlueTest, public ::testing::WithParamInterface<RedirectCase> {};
+
+TEST_P(RedirectJudgement, ByTheStartOfTheLoad)
+{
+    const RedirectCase& c = GetParam();
+    // Only a.x.y and the start page are on the list; b.x.y shares the root
+    // domain x.y with a.x.y, c.other.org does not.
+    writeAllowList(false, true, {"a.x.y", "site.example.com"});
+    std::string first = c.first, landing = c.landing;
+    server->route(first.substr(7), Reply::redirect(landing));
+    server->route(landing.substr(7), Reply::html("<p>landed</p>"));
+    std::string start = linkPage("site.example.com", first);
+    ASSERT_TRUE(loadAndWait(page, start));
+
+    followLink();
+    if (c.stays) {
+        EXPECT_TRUE(waitShown(page, landing)) << page->url();
+        EXPECT_TRUE(browserUrls().empty());
+    } else {
+        EXPECT_TRUE(waitForBrowserUrl(landing));
+        EXPECT_TRUE(waitShown(page, start)) << page->url();
+        // A main-frame redirect is known as such: the refused address was
+        // never fetched by the app.
+        EXPECT_EQ(server->hits(landing.substr(7)), 0u);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Redirects, RedirectJudgement,
+                         ::testing::Values(RedirectCase {"WithinRootDomain", "http://a.x.y/go", "http://b.x.y/in", true},
+                                           RedirectCase {"LeavingRootDomain", "http://a.x.y/go",
+                                                         "http://c.other.org/out", false},
+                                           RedirectCase {"ToAllowedAddress", "http://a.x.y/go", "http://a.x.y/in",
+                                                         true}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(NavigationGlueTest, RefusedStartIsHandedOverEvenIfItRedirectsIntoTheSite)
+{
+    writeAllowList(false, true, {"site.example.com", "a.x.y"});
+    // b.x.y is refused; it redirects back to the allowed a.x.y. The refused
+    // first address is what the browser gets, as the list refused it.
+    server->route("b.x.y/bounce", Reply::redirect("http://a.x.y/home"));
+    server->route("a.x.y/home", Reply::html("<p>home</p>"));
+    std::string start = linkPage("site.example.com", "http://b.x.y/bounce");
+    ASSERT_TRUE(loadAndWait(page, start));
+    followLink();
+    EXPECT_TRUE(waitForBrowserUrl("http://b.x.y/bounce"));
+    EXPECT_TRUE(waitShown(page, start)) << page->url();
+    EXPECT_EQ(server->hits("a.x.y/home"), 0u);
+}
+
+// ---- windows opened by pages ----
+
+struct PopupCase {
+    const char* name;
+    const char* open; // script that opens the window
+    bool foreign;
+    friend void PrintTo(const PopupCase& c, std::ostream* os) { *os << c.name; }
+};
+
+class PageOpenedWindow : public NavigationGlueTest, public ::testing::WithParamInterface<PopupCase> {};
+
+TEST_P(PageOpenedWindow, ForeignOnesGoToTheBrowserAndTheirTabCloses)
+{
+    const PopupCase& c = GetParam();
+    KTBehaviorManager::sharedManager().setOpenTabInsteadWindow(true);
+    writeAllowList(false, true, {"site.example.com"});
+    server->route("site.example.com/popup", Reply::html("<p>own popup</p>"));
+    server->route("elsewhere.org/popup", Reply::html("<p>foreign popup</p>"));
+    server->route("site.example.com/opener",
+                  Reply::html("<a id='blank' target='_blank' href='http://" + std::string(c.foreign ? "elsewhere.org" : "site.example.com")
+                              + "/popup'>new</a>"));
+    ASSERT_TRUE(loadAndWait(page, "http://site.example.com/opener"));
+    ASSERT_EQ(runJs(page, std::string(c.open) + "; 'ok'"), "ok");
+
+    auto* tabs = window->tabController();
+    const std::string target = std::string("http://") + (c.foreign ? "elsewhere.org" : "site.example.com") + "/popup";
+    if (c.foreign) {
+        EXPECT_TRUE(waitForBrowserUrl(target));
+        EXPECT_TRUE(waitUntil([&] { return tabs->tabsCount() == 1; })) << tabs->tabsCount();
+        EXPECT_EQ(server->hits("elsewhere.org/popup"), 0u);
+        EXPECT_EQ(pageOf(window)->url(), "http://site.example.com/opener");
+    } else {
+        ASSERT_TRUE(waitUntil([&] { return tabs->tabsCount() == 2; }));
+        KTWebViewController* popup = pageOf(window, 1);
+        ASSERT_NE(popup, nullptr);
+        EXPECT_TRUE(waitShown(popup, target));
+        EXPECT_TRUE(browserUrls().empty());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Windows, PageOpenedWindow,
+    ::testing::Values(PopupCase {"TargetBlankForeign", "document.getElementById('blank').click()", true},
+                      PopupCase {"WindowOpenForeign", "window.open('http://elsewhere.org/popup')", true},
+                      PopupCase {"WindowOpenOwnSite", "window.open('http://site.example.com/popup')", false}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(NavigationGlueTest, ForeignWindowInItsOwnMainWindowClosesThatWindow)
+{
+    KTBehaviorManager::sharedManager().setOpenTabInsteadWindow(false);
+    writeAllowList(false, true, {"site.example.com"});
+    server->route("site.example.com/opener", Reply::html("<p>opener</p>"));
+    ASSERT_TRUE(loadAndWait(page, "http://site.example.com/opener"));
+    runJs(page, "window.open('http://elsewhere.org/w'); 'ok'");
+    EXPECT_TRUE(waitForBrowserUrl("http://elsewhere.org/w"));
+    EXPECT_TRUE(waitUntil([] { return KTMainWindowController::mainWindows().size() == 1; }));
+}
+
+// ---- Control-click ----
+
+TEST_F(NavigationGlueTest, ControlClickOpensATabControlShiftClickDoesNot)
+{
+    KTBehaviorManager::sharedManager().setOpenTabInsteadWindow(true);
+    server->route("site.example.com/next", Reply::html("<p>next</p>"));
+    std::string start = linkPage("site.example.com", "http://site.example.com/next");
+    ASSERT_TRUE(loadAndWait(page, start));
+    auto* tabs = window->tabController();
+    ASSERT_TRUE(waitUntil([&] { return gtk_window_is_active(window->window().window()); }));
+
+    ASSERT_TRUE(clickElement(page, "#go", {"ctrl"}));
+    ASSERT_TRUE(waitUntil([&] { return tabs->tabsCount() == 2; }));
+    KTWebViewController* tab = nullptr;
+    for (size_t i = 0; i < tabs->tabsCount(); ++i)
+        if (pageOf(window, i) != page)
+            tab = pageOf(window, i);
+    ASSERT_NE(tab, nullptr);
+    EXPECT_TRUE(waitShown(tab, "http://site.example.com/next"));
+    EXPECT_TRUE(waitShown(page, start)) << page->url(); // the clicked page stays
+
+    // Control with Shift is an ordinary click: the page itself follows it.
+    for (size_t i = 0; i < tabs->tabsCount(); ++i)
+        if (pageOf(window, i) == page)
+            tabs->selectTabAt(i);
+    drainEvents();
+    ASSERT_TRUE(clickElement(page, "#go", {"ctrl", "shift"}));
+    EXPECT_TRUE(waitShown(page, "http://site.example.com/next"));
+    EXPECT_EQ(tabs->tabsCount(), 2u);
+}
+
+TEST_F(NavigationGlueTest, ControlClickOnAForeignLinkLeavesNoEmptyTab)
+{
+    KTBehaviorManager::sharedManager().setOpenTabInsteadWindow(true);
+    writeAllowList(false, true, {"site.example.com"});
+    std::string start = linkPage("site.example.com", "http://elsewhere.org/x");
+    ASSERT_TRUE(loadAndWait(page, start));
+    ASSERT_TRUE(waitUntil([&] { return gtk_window_is_active(window->window().window()); }));
+    ASSERT_TRUE(clickElement(page, "#go", {"ctrl"}));
+    EXPECT_TRUE(waitForBrowserUrl("http://elsewhere.org/x"));
+    EXPECT_TRUE(waitUntil([&] { return window->tabController()->tabsCount() == 1; }));
+    EXPECT_TRUE(waitShown(page, start)) << page->url();
+}
+
+// ---- iframes ----
+
+TEST_F(NavigationGlueTest, ForeignIframesStayInThePage)
+{
+    writeAllowList(false, true, {"site.example.com"});
+    // Each framed document tells the page it was shown; one the policy had
+    // refused (and handed over) would never show.
+    auto framed = [](const std::string& name) {
+        return Reply::html("<a id='inner' style='position:fixed;inset:0' href='http://tiles.third.net/more'>more</a>"
+                           "<script>parent.postMessage('"
+                           + name + "', '*');</script>");
+    };
+    server->route("maps.other.org/embed", framed("embed"));
+    server->route("tiles.third.net/more", framed("more"));
+    server->route("site.example.com/framed",
+                  Reply::html("<iframe id='f' src='http://maps.other.org/embed'></iframe><script>window.seen = [];"
+                              " addEventListener('message', function(e) { seen.push(e.data); });</script>"));
+    ASSERT_TRUE(loadAndWait(page, "http://site.example.com/framed"));
+    ASSERT_TRUE(waitUntil([&] { return runJs(page, "seen.join(',')") == "embed"; }));
+    // A link clicked inside the frame navigates the frame to a third site.
+    ASSERT_TRUE(clickElement(page, "#f"));
+    EXPECT_TRUE(waitUntil([&] { return runJs(page, "seen.join(',')") == "embed,more"; }))
+        << runJs(page, "seen.join(',')");
+    EXPECT_EQ(page->url(), "http://site.example.com/framed");
+    EXPECT_TRUE(browserUrls().empty());
+}
+
+TEST_F(NavigationGlueTest, ForeignLinkInAFrameTargetingTheTopGoesToTheBrowser)
+{
+    writeAllowList(false, true, {"site.example.com"});
+    server->route("site.example.com/inner",
+                  Reply::html("<a id='top' target='_top' href='http://elsewhere.org/top'>top</a>"));
+    server->route("elsewhere.org/top", Reply::html("<p>foreign</p>"));
+    server->route("site.example.com/framed", Reply::html("<iframe id='f' src='/inner'></iframe>"));
+    ASSERT_TRUE(loadAndWait(page, "http://site.example.com/framed"));
+    ASSERT_TRUE(waitUntil([&] { return server->hits("site.example.com/inner") == 1; }));
+    runJs(page, "document.getElementById('f').contentDocument.getElementById('top').click(); 'ok'");
+    // The main frame's document is refused at its response: never shown.
+    EXPECT_TRUE(waitForBrowserUrl("http://elsewhere.org/top"));
+    EXPECT_TRUE(waitShown(page, "http://site.example.com/framed"));
+}
+
+TEST_F(NavigationGlueTest, UnreachableForeignSiteStillReachesTheBrowser)
+{
+    writeAllowList(false, true, {"site.example.com"});
+    // The connection closes without an answer, as with a site that is down.
+    server->handle("down.other.org/", [](SoupServerMessage* msg, const SeenRequest&) {
+        GIOStream* stream = soup_server_message_steal_connection(msg);
+        g_io_stream_close(stream, nullptr, nullptr);
+        g_object_unref(stream);
+        return true;
+    });
+    std::string start = linkPage("site.example.com", "http://down.other.org/");
+    ASSERT_TRUE(loadAndWait(page, start));
+    followLink();
+    EXPECT_TRUE(waitForBrowserUrl("http://down.other.org/"));
+    EXPECT_TRUE(waitShown(page, start));
+}
+
+TEST_F(NavigationGlueTest, EmptyAllowListRefusesEvenTheHomePage)
+{
+    writeAllowList(false, true, {});
+    server->route("site.example.com/", Reply::html("<p>home</p>"));
+    page->loadRequest("http://site.example.com/");
+    EXPECT_TRUE(waitForBrowserUrl("http://site.example.com/"));
+    EXPECT_EQ(server->hits("site.example.com/"), 0u);
+}
+
+// ---- other applications' schemes ----
+
+TEST_F(NavigationGlueTest, OtherSchemeAsksBeforeOpeningItsApplication)
+{
+    std::string start = linkPage("site.example.com", "quilttest:hello");
+    ASSERT_TRUE(loadAndWait(page, start));
+    followLink();
+    GtkWidget* ask = waitForMessageDialog("Open Quilt Test Handler?");
+    ASSERT_NE(ask, nullptr);
+    char* secondary = nullptr;
+    g_object_get(ask, "secondary-text", &secondary, nullptr);
+    EXPECT_STREQ(secondary, "A website wants to open this application.");
+    g_free(secondary);
+    EXPECT_EQ(gtk_window_get_transient_for(GTK_WINDOW(ask)), window->window().window());
+    // Decided at once: the page did not wait for the answer.
+    EXPECT_TRUE(waitShown(page, start)) << page->url();
+    EXPECT_TRUE(schemeHandlerUrls().empty());
+
+    gtk_button_clicked(GTK_BUTTON(gtk_dialog_get_widget_for_response(GTK_DIALOG(ask), GTK_RESPONSE_ACCEPT)));
+    EXPECT_TRUE(waitUntil([&] { return schemeHandlerUrls() == std::vector<std::string> {"quilttest:hello"}; }));
+
+    // "Cancel" opens nothing.
+    followLink();
+    ask = waitForMessageDialog("Open Quilt Test Handler?");
+    ASSERT_NE(ask, nullptr);
+    gtk_button_clicked(GTK_BUTTON(gtk_dialog_get_widget_for_response(GTK_DIALOG(ask), GTK_RESPONSE_CANCEL)));
+    EXPECT_TRUE(waitUntil([&] { return findMessageDialog("Open Quilt Test Handler?") == nullptr; }));
+    server->route("site.example.com/after", Reply::html("<p>after</p>"));
+    ASSERT_TRUE(loadAndWait(page, "http://site.example.com/after"));
+    EXPECT_EQ(schemeHandlerUrls().size(), 1u);
+    EXPECT_TRUE(browserUrls().empty());
+}
+
+} // namespace
+} // namespace quilt::test
