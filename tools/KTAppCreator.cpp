@@ -174,21 +174,21 @@ void removeOtherLaunchers(const std::string& bundlePath, const std::string& keep
 // change them: an old bundle's are carried over unless they are still as
 // this tool wrote them or the user asks for new ones now.
 void keepUserChangedBundleFiles(const std::string& oldBundle, const KTCreateOptions& options,
-                                const KTAppDataWriter& writer, KTBundleBuilder::Spec& spec,
+                                const KTAppDataWriter& writer, KTBundleBuilder::Contents& contents,
                                 std::vector<std::string>& kept)
 {
     const std::string resources = oldBundle + "/Contents/Resources/";
     if (!options.iconPath) {
         auto old = KTFileUtil::read(resources + KTBundleBuilder::kIconFile);
         if (old && !writer.isAsWritten(KTBundleBuilder::kIconFile, *old) && KTIconMaker::largestPng(*old)) {
-            spec.keptIcns = *old;
+            contents.keptIcns = *old;
             kept.push_back(KTBundleBuilder::kIconFile);
         }
     }
     if (!options.userScriptPath) {
         auto old = KTFileUtil::read(resources + KTBundleBuilder::kUserScriptsFile);
         if (old && !writer.isAsWritten(KTBundleBuilder::kUserScriptsFile, *old)) {
-            spec.keptUserScripts = *old;
+            contents.keptUserScripts = *old;
             kept.push_back(KTBundleBuilder::kUserScriptsFile);
         }
     }
@@ -279,30 +279,30 @@ void guardDataFolder(const std::string& folder, bool existed, const KTAppDataWri
         rollback.saveFile(p);
 }
 
-KTBundleBuilder::Spec bundleSpec(const CreationPlan& plan, const KTAppConfiguration& config,
+KTBundleBuilder::Contents bundleContents(const CreationPlan& plan, const KTAppConfiguration& config,
                                  const KTCreateOptions& options)
 {
-    KTBundleBuilder::Spec spec;
-    spec.name = plan.name;
-    spec.bundleIdentifier = plan.bundleId;
-    spec.uniqueId = plan.uniqueId;
-    spec.configurationName = config.configurationName();
-    spec.configuration = config.configuration();
-    spec.icon = plan.icon;
+    KTBundleBuilder::Contents contents;
+    contents.name = plan.name;
+    contents.bundleIdentifier = plan.bundleId;
+    contents.uniqueId = plan.uniqueId;
+    contents.configurationName = config.configurationName();
+    contents.configuration = config.configuration();
+    contents.icon = plan.icon;
     if (plan.script)
-        spec.userScripts = KTAppConfiguration::userScripts(*plan.script, *options.scriptPattern);
-    return spec;
+        contents.userScripts = KTAppConfiguration::userScripts(*plan.script, *options.scriptPattern);
+    return contents;
 }
 
 // Remembers the bundle files this run wrote itself (not the ones carried
 // over), so the next run can tell whether the user changed them.
-void recordBundleFiles(const std::string& bundle, const KTBundleBuilder::Spec& spec, KTAppDataWriter& writer)
+void recordBundleFiles(const std::string& bundle, const KTBundleBuilder::Contents& contents, KTAppDataWriter& writer)
 {
     const std::string resources = bundle + "/Contents/Resources/";
-    if (!spec.keptIcns)
+    if (!contents.keptIcns)
         writer.recordWritten(KTBundleBuilder::kIconFile,
                              KTFileUtil::read(resources + KTBundleBuilder::kIconFile).value_or(""));
-    if (!spec.keptUserScripts)
+    if (!contents.keptUserScripts)
         writer.recordWritten(KTBundleBuilder::kUserScriptsFile,
                              KTFileUtil::read(resources + KTBundleBuilder::kUserScriptsFile).value_or(""));
 }
@@ -417,12 +417,12 @@ std::string KTAppCreator::create(const KTCreateOptions& options)
     KTAppDataWriter writer(KTFileManager::getSettingsPathForSandbox(plan.uniqueId));
     guardDataFolder(dataFolder, dataExisted, writer, rollback);
 
-    KTBundleBuilder::Spec spec = bundleSpec(plan, config, options);
+    KTBundleBuilder::Contents contents = bundleContents(plan, config, options);
     std::vector<std::string> kept;
     if (plan.replacing)
-        keepUserChangedBundleFiles(plan.target, options, writer, spec, kept);
-    KTBundleBuilder(plan.templatePath).build(stage, spec);
-    recordBundleFiles(stage, spec, writer);
+        keepUserChangedBundleFiles(plan.target, options, writer, contents, kept);
+    KTBundleBuilder(plan.templatePath).build(stage, contents);
+    recordBundleFiles(stage, contents, writer);
     writer.write(config.settings(), config.allowList(), &kept);
 
     placeBundle(stage, plan.target, plan.replacing, rollback);

@@ -91,7 +91,7 @@ void KTBundleBuilder::copyTemplateContents(const std::string& from, const std::s
         throw KTCreateFailure::ioError(contents + ": " + ec.message());
 }
 
-void KTBundleBuilder::build(const std::string& folder, const Spec& spec) const
+void KTBundleBuilder::build(const std::string& folder, const Contents& contents) const
 {
     copyTemplateContents(template_, folder);
     const std::string resources = folder + "/Contents/Resources";
@@ -102,35 +102,35 @@ void KTBundleBuilder::build(const std::string& folder, const Spec& spec) const
     auto info = KTPlist::readFile(template_ + "/Contents/Info.plist", &error);
     if (!info || !info->is_object())
         throw KTCreateFailure::ioError("cannot read the template's Info.plist: " + error);
-    (*info)["CFBundleName"] = spec.name;
-    (*info)["CFBundleIdentifier"] = spec.bundleIdentifier;
+    (*info)["CFBundleName"] = contents.name;
+    (*info)["CFBundleIdentifier"] = contents.bundleIdentifier;
     (*info)["CFBundleExecutable"] = kExecutable;
     if (!KTPlist::writeFile(folder + "/Contents/Info.plist", *info, &error))
         throw KTCreateFailure::ioError("cannot write Info.plist: " + error);
 
-    if (!KTPlist::writeFile(resources + "/" + spec.configurationName + ".plist", spec.configuration, &error))
-        throw KTCreateFailure::ioError("cannot write " + spec.configurationName + ".plist: " + error);
+    if (!KTPlist::writeFile(resources + "/" + contents.configurationName + ".plist", contents.configuration, &error))
+        throw KTCreateFailure::ioError("cannot write " + contents.configurationName + ".plist: " + error);
 
     const std::string icon = resources + "/" + kIconFile;
-    if (spec.keptIcns)
-        writeOrFail(icon, *spec.keptIcns);
-    else if (!KTIconMaker::writeIcns(icon, spec.icon.get(), &error))
+    if (contents.keptIcns)
+        writeOrFail(icon, *contents.keptIcns);
+    else if (!KTIconMaker::writeIcns(icon, contents.icon.get(), &error))
         throw KTCreateFailure::ioError("cannot write AppIcon.icns: " + error);
 
     const std::string scripts = resources + "/" + kUserScriptsFile;
-    if (spec.keptUserScripts || spec.userScripts)
+    if (contents.keptUserScripts || contents.userScripts)
         makeOrFail(KTFileUtil::parentFolder(scripts));
-    if (spec.keptUserScripts)
-        writeOrFail(scripts, *spec.keptUserScripts);
-    else if (spec.userScripts)
-        writeOrFail(scripts, json::compact(*spec.userScripts));
+    if (contents.keptUserScripts)
+        writeOrFail(scripts, *contents.keptUserScripts);
+    else if (contents.userScripts)
+        writeOrFail(scripts, json::compact(*contents.userScripts));
 
     // Updates of this app and of others copy from here.
     const std::string inner = resources + "/" + kTemplateName;
     makeOrFail(inner);
     copyTemplateContents(template_, inner);
 
-    if (!KTBundle::writeUniqueIdentifier(folder, spec.uniqueId, &error))
+    if (!KTBundle::writeUniqueIdentifier(folder, contents.uniqueId, &error))
         throw KTCreateFailure::ioError("cannot record the app's unique id: " + error);
 }
 

@@ -19,7 +19,7 @@ public:
     static constexpr const char* kTemplateName = "DefaultApp.app";
     static constexpr const char* kExecutable = "DefaultApp";
 
-    struct Spec {
+    struct Contents {
         std::string name;
         std::string bundleIdentifier;
         std::string uniqueId;
@@ -42,7 +42,7 @@ public:
     static std::optional<std::string> templateProblem(const std::string& path);
 
     // Builds into the existing empty folder `folder`. Throws KTCreateFailure.
-    void build(const std::string& folder, const Spec& spec) const;
+    void build(const std::string& folder, const Contents& contents) const;
 
     // Copies the template's Contents without anything that belongs to one
     // made app (its configuration, its identifier, its own template copy),

@@ -11,12 +11,12 @@ namespace {
 
 enum class Arity { Flag, Value };
 
-struct OptionSpec {
+struct OptionInfo {
     const char* name;
     Arity arity;
 };
 
-constexpr OptionSpec kOptions[] = {
+constexpr OptionInfo kOptions[] = {
     {"--url", Arity::Value},         {"--name", Arity::Value},          {"--icon", Arity::Value},
     {"--window-size", Arity::Value}, {"--opacity", Arity::Value},       {"--allow", Arity::Value},
     {"--allow-all", Arity::Flag},    {"--status-bar-option", Arity::Flag},
@@ -26,7 +26,7 @@ constexpr OptionSpec kOptions[] = {
     {"--help", Arity::Flag},         {"--version", Arity::Flag},
 };
 
-const OptionSpec* findOption(const std::string& name)
+const OptionInfo* findOption(const std::string& name)
 {
     for (const auto& o : kOptions)
         if (name == o.name)
@@ -107,14 +107,14 @@ KTCreateOptions KTCreateOptions::parse(const std::vector<std::string>& args)
             inlineValue = arg.substr(eq + 1);
             arg.resize(eq);
         }
-        const OptionSpec* spec = findOption(arg);
-        if (!spec) {
+        const OptionInfo* option = findOption(arg);
+        if (!option) {
             if (arg.rfind("-", 0) == 0 && arg.size() > 1)
                 refuse("unknown option " + arg + " (see --help)");
             refuse("unexpected argument \"" + arg + "\" (see --help)");
         }
         std::string value;
-        if (spec->arity == Arity::Value) {
+        if (option->arity == Arity::Value) {
             if (inlineValue)
                 value = *inlineValue;
             else if (i + 1 < args.size())
