@@ -523,7 +523,7 @@ void AppDelegate::addUseragents()
 void AppDelegate::setCustomAgent(const KTNotification& note)
 {
     // Pages take the text; the menu marks it when it names an agent of the
-    // table and otherwise falls back to Safari-Mac, as designed.
+    // table and otherwise falls back to Safari-Mac, on purpose.
     KTNotificationCenter::defaultCenter().post("changeUserAnget", note.object);
     const std::string* text = std::any_cast<std::string>(&note.object);
     std::string mark = KTUserAgents::kSafariMac;

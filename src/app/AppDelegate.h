@@ -15,7 +15,7 @@ namespace quilt {
 
 class KTMainWindowController;
 
-// The application: brings the app up in the designed order, opens URLs
+// The application: brings the app up in a fixed order, opens URLs
 // handed over by the desktop, answers the commands, and saves the stores on
 // the way out. One running instance per app (the bundle identifier is the
 // GApplication id), so a second launch hands its URLs to the first.

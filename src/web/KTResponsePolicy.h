@@ -21,7 +21,7 @@ struct KTResponseDecision {
     enum class Action {
         Allow,      // show the response
         Download,   // hand fileName and the response URL to the downloads
-        // No answer in the original. WebKit needs one, so the glue answers
+        // Deliberately no answer. WebKit needs one, so the glue answers
         // ignore: the page stays as it was, which is what the user saw.
         NoDecision,
     };

@@ -58,7 +58,7 @@ std::optional<KTTypedAddress::Parsed> KTTypedAddress::parse(std::string_view tex
     if (!hasOnlyUrlCharacters(text))
         return std::nullopt;
     // g_uri_split reads relative references too ("example.com/x" has no
-    // scheme), as the original parser did.
+    // scheme), which the address rules rely on.
     char* scheme = nullptr;
     char* host = nullptr;
     if (!g_uri_split(std::string(text).c_str(), G_URI_FLAGS_NONE, &scheme, nullptr, &host, nullptr, nullptr, nullptr,

@@ -34,7 +34,7 @@ public:
     // otherwise the main URL (if there is one).
     static std::optional<std::string> goHome(bool openEmptyPage, const std::optional<std::string>& mainUrl);
 
-    // A URL as the URL parser of the original platform would read it:
+    // A URL as a strict RFC 3986 parser reads it:
     // nullopt when the text is not a URL at all (see the .cpp).
     struct Parsed {
         std::optional<std::string> scheme;

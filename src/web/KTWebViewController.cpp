@@ -145,7 +145,7 @@ void KTWebViewController::applyPreferences()
     auto& s = KTSettingsManager::sharedManager();
     WebKitSettings* prefs = webkit_web_view_get_settings(webview_);
     // The setting's value is passed as it stands: turning popup blocking on
-    // lets scripts open windows. A deliberate inversion kept from the design.
+    // lets scripts open windows. A deliberate inversion, kept.
     webkit_settings_set_javascript_can_open_windows_automatically(prefs, s.blockPopupWindow());
     webkit_settings_set_enable_javascript(prefs, s.enableJavaScript());
 }
@@ -554,7 +554,7 @@ bool KTWebViewController::onFileChooser(WebKitFileChooserRequest* request)
 
 bool KTWebViewController::onPermissionRequest(WebKitPermissionRequest* request)
 {
-    // Camera and microphone are granted as the design has it; the desktop's
+    // Camera and microphone are granted without asking; the desktop's
     // own consent still applies. Other requests get the engine's answer.
     if (WEBKIT_IS_USER_MEDIA_PERMISSION_REQUEST(request) || WEBKIT_IS_DEVICE_INFO_PERMISSION_REQUEST(request)) {
         webkit_permission_request_allow(request);

@@ -33,7 +33,7 @@ public:
     void newDownload();
     void showList();
 
-    // One row of the list (a cell in the original).
+    // One row of the list.
     class Cell;
     size_t rowCount() const { return cells_.size(); }
     Cell* cellAt(size_t index) const { return index < cells_.size() ? cells_[index].get() : nullptr; }
