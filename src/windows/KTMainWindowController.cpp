@@ -325,7 +325,6 @@ void KTMainWindowController::changeSecureStatus(bool secure)
 
 void KTMainWindowController::changeLoadStatus(bool loading)
 {
-    gtk_entry_set_progress_fraction(GTK_ENTRY(urlEntry_), 0.0);
     gtk_entry_set_icon_from_icon_name(GTK_ENTRY(urlEntry_), GTK_ENTRY_ICON_SECONDARY,
                                       loading ? "process-stop-symbolic" : "view-refresh-symbolic");
 }

@@ -99,8 +99,6 @@ KTTabViewController::KTTabViewController(std::unique_ptr<KTWebViewController> fi
     g_signal_connect(add, "clicked", G_CALLBACK(+[](GtkButton*, KTTabViewController* self) {
                          // The tab strip's own add button: a new tab, selected.
                          self->addNewTab();
-                         if (self->delegate)
-                             self->delegate->newTabWasCreated();
                      }),
                      this);
     gtk_widget_show(add);
@@ -376,6 +374,9 @@ void KTTabViewController::addNewTab()
     Tab* t = tabForId(id);
     gtk_notebook_set_current_page(GTK_NOTEBOOK(notebook_),
                                   gtk_notebook_page_num(GTK_NOTEBOOK(notebook_), t->page->view()));
+    // A new empty tab is for typing an address.
+    if (delegate)
+        delegate->newTabWasCreated();
     updateTabBar();
     if (KTBehaviorManager::sharedManager().openDefaultLinkInNewTab())
         if (auto home = KTSettingsManager::sharedManager().getMainUrl())
