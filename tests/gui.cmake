@@ -16,7 +16,7 @@ target_compile_definitions(quilt_guisupport PRIVATE
 # (RESOURCE_LOCK), so that two never share the two cores of the machine.
 function(quilt_add_gui_test name)
   quilt_add_test(${name} ${ARGN}
-    PROPERTIES LABELS gui RESOURCE_LOCK webkit TIMEOUT 120)
+    PROPERTIES LABELS gui RESOURCE_LOCK webkit TIMEOUT 180)
   target_link_libraries(${name} PRIVATE quilt_guisupport)
   # The end-to-end tests run the assembled template bundle.
   add_dependencies(${name} template_bundle)
@@ -32,3 +32,11 @@ quilt_add_gui_test(window_tests
 quilt_add_gui_test(app_tests
   ${CMAKE_CURRENT_LIST_DIR}/app/AppLaunchTest.cpp
   ${CMAKE_CURRENT_LIST_DIR}/app/AppEndToEndTest.cpp)
+
+# The policy glue and the downloads: pages reach any host name through the
+# test server as proxy; recorder desktop entries stand for the default
+# browser and other handlers.
+quilt_add_gui_test(policy_navigation_tests ${CMAKE_CURRENT_LIST_DIR}/policy/NavigationGlueTest.cpp)
+quilt_add_gui_test(policy_response_tests ${CMAKE_CURRENT_LIST_DIR}/policy/ResponseGlueTest.cpp)
+quilt_add_gui_test(policy_download_tests ${CMAKE_CURRENT_LIST_DIR}/policy/DownloadsTest.cpp)
+quilt_add_gui_test(policy_page_tests ${CMAKE_CURRENT_LIST_DIR}/policy/PageContentTest.cpp)

@@ -4,11 +4,9 @@ if(TARGET quilt-create)
   quilt_add_test(quilt_create_tests
     tools/ToolRunner.cpp
     tools/QuiltCreateFixture.cpp
-    tools/KTCreateOptionsTest.cpp
     tools/KTSiteAddressTest.cpp
     tools/KTDesktopEntryTest.cpp
     tools/KTIconMakerTest.cpp
-    tools/KTAppDataWriterTest.cpp
     tools/QuiltCreateTest.cpp
     tools/QuiltCreateAppsTest.cpp
   )

@@ -180,7 +180,7 @@ TEST_F(EndToEndTest, CookiesSurviveARestartAndStayInTheirOwnApp)
     alpha.writeDataFile("settings.json", {{"main_url", server->url("/echo")}, {"refreshTimeInterval", 0.5}});
     AppProcess& again = launch(alpha);
     ASSERT_TRUE(waitHits("/echo", 2));
-    EXPECT_EQ(server->lastRequest("/echo")->cookie, "quilt=alpha");
+    EXPECT_EQ(server->last("/echo")->cookie, "quilt=alpha");
     ASSERT_TRUE(waitWindows(alpha, 1));
     again.signal(SIGTERM);
     ASSERT_TRUE(exitedCleanly(again));
@@ -190,7 +190,7 @@ TEST_F(EndToEndTest, CookiesSurviveARestartAndStayInTheirOwnApp)
     const unsigned before = server->hits("/echo");
     AppProcess& other = launch(beta);
     ASSERT_TRUE(waitHits("/echo", before + 1));
-    EXPECT_EQ(server->lastRequest("/echo")->cookie, "") << "another app has cookies of its own";
+    EXPECT_EQ(server->last("/echo")->cookie, "") << "another app has cookies of its own";
     ASSERT_TRUE(waitWindows(beta, 1));
     other.signal(SIGTERM);
     EXPECT_TRUE(exitedCleanly(other));

@@ -165,17 +165,5 @@ TEST_F(LaunchTest, RestoringIntoWindowsReopensEachWindowWithItsFrame)
     EXPECT_DOUBLE_EQ(json::doubleFor(file, "version", 0), 1.1);
 }
 
-TEST_F(LaunchTest, RestoringWithNothingSavedGoesHome)
-{
-    writeBehavior(true, false);
-    runApp([&](AppDelegate&) {
-        EXPECT_TRUE(waitAllLoaded({"/home"}));
-        ASSERT_EQ(KTMainWindowController::mainWindows().size(), 1u);
-        EXPECT_EQ(urlsOf(0), urls({"/home"}));
-    });
-    KTJson file = env->readJson(env->dataFolder() + "restore.json");
-    EXPECT_EQ(file["window0"]["url"], KTJson(urls({"/home"})));
-}
-
 } // namespace
 } // namespace quilt::test

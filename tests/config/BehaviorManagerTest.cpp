@@ -71,37 +71,4 @@ TEST_F(BehaviorTest, OldVersionResetsAllSpacesAndSavesAtOnce)
     EXPECT_EQ(saved["closeApplication"], true);
 }
 
-TEST_F(BehaviorTest, CurrentVersionIsNeitherChangedNorSaved)
-{
-    const std::string text = "{ \"version\": 1.1, \"windowAllSpace\": true, \"POPOVER_W_KEY\": 500, \"POPOVER_H_KEY\": 300 }";
-    env.writeFile(file(), text);
-    EXPECT_TRUE(KTBehaviorManager::sharedManager().windowAllSpace());
-    EXPECT_EQ(env.readFile(file()), text);
-}
-
-TEST_F(BehaviorTest, OpenOtherAppInBackgroundTurnsTabsOnInMemoryOnly)
-{
-    env.writeFile(file(), R"({"version":1.1,"openTabWindow":false})");
-    auto& b = KTBehaviorManager::sharedManager();
-    b.setOpenOtherAppInBackground(false);
-    EXPECT_TRUE(b.openTabInsteadWindow());
-    b.save();
-    EXPECT_EQ(env.readJson(file())["openTabWindow"], false);
-    EXPECT_EQ(env.readJson(file())["openOtherWindowInBackground"], false);
-    EXPECT_FALSE(restart().openTabInsteadWindow());
-}
-
-TEST_F(BehaviorTest, MobileVersionIsReadButNeverWritten)
-{
-    auto& b = KTBehaviorManager::sharedManager();
-    b.setMobileVersion(true);
-    EXPECT_TRUE(b.mobileVersion());
-    b.save();
-    EXPECT_FALSE(env.readJson(file()).contains("mobileVersion"));
-    EXPECT_FALSE(restart().mobileVersion());
-
-    env.writeFile(file(), R"({"version":1.1,"mobileVersion":true})");
-    EXPECT_TRUE(restart().mobileVersion());
-}
-
 } // namespace

@@ -102,13 +102,6 @@ TEST(JsonReader, NestingBeyondTheLimitIsRefused)
     EXPECT_FALSE(KTJsonReader::parse(objects));
 }
 
-TEST(JsonReader, ErrorNamesLineAndColumn)
-{
-    std::string error;
-    EXPECT_FALSE(KTJsonReader::parse("{\n  \"a\": 1,\n  \"b\": tru\n}", &error));
-    EXPECT_EQ(error, "parse error at line 3, column 8: invalid literal");
-}
-
 TEST(JsonReader, LargeObjectsKeepOrderAndLookups)
 {
     std::string text = "{";

@@ -130,24 +130,6 @@ TEST(JsonOrderedMap, CopiesKeepTheirOwnIndex)
     EXPECT_FALSE(assigned.contains("x"));
 }
 
-TEST(JsonOrderedMap, ClearAndRefill)
-{
-    KTJson a = KTJson::object();
-    for (int i = 0; i < 50; ++i)
-        a[std::to_string(i)] = i;
-    ASSERT_TRUE(a.contains("42"));
-    a.clear();
-    EXPECT_FALSE(a.contains("42"));
-    for (int i = 0; i < 50; ++i)
-        a[std::to_string(49 - i)] = i;
-    EXPECT_EQ(a["42"], 7);
-    EXPECT_EQ(a.begin().key(), "49");
-    KTJson other = {{"z", 1}, {"y", 2}};
-    a.update(other);
-    EXPECT_EQ(std::prev(a.end()).key(), "y");
-    EXPECT_EQ(a["z"], 1);
-}
-
 TEST(JsonHelpers, CompactReplacesInvalidUtf8InsteadOfThrowing)
 {
     KTJson v = {{"title", std::string("caf\xe9")}};

@@ -179,31 +179,6 @@ TEST_F(QuiltTest, BothFilesUseTheCreationToolDictionaryButStillImpose)
     EXPECT_EQ(shell.count("setDefaultWindowSize 800x600"), 1u);
 }
 
-TEST_F(QuiltTest, NonEnterpriseAppIsLeftAlone)
-{
-    writeConfig("QuiltCreationToolSettings", {{"isCreatedByQuiltCreationTool", true}, {"URL", "https://tool.example/"},
-                                              {"isEnterpriseApp", true}, {"whiteListAllowAll", false}});
-    const std::string settings = R"({"main_url":"https://mine.example/"})";
-    env.writeFile(data("settings.json"), settings);
-    KTQuiltManager::sharedManager();
-    EXPECT_FALSE(KTShared<KTSettingsManager>::exists());
-    EXPECT_TRUE(shell.calls.empty());
-    EXPECT_EQ(env.readFile(data("settings.json")), settings);
-    EXPECT_FALSE(KTFileUtil::exists(data("whitelist.json")));
-    EXPECT_FALSE(KTFileUtil::exists(data("behavior.json")));
-}
-
-TEST_F(QuiltTest, WithoutConfigurationFiles)
-{
-    EXPECT_FALSE(KTQuiltManager::quiltCreationToolBuild());
-    EXPECT_FALSE(KTQuiltManager::enterpriseBuild());
-    EXPECT_FALSE(KTQuiltManager::settingDict());
-    EXPECT_EQ(KTQuiltManager::appName(), "Default");
-    EXPECT_EQ(KTQuiltManager::alphaValue(), 0.0f);
-    EXPECT_FALSE(KTQuiltManager::hideEnterpriseItems());
-    EXPECT_EQ(KTQuiltManager::quiltCreationToolWindowSize(), (KTSize{1600, 900}));
-}
-
 TEST_F(QuiltTest, WindowSizeNeedsTheCreationToolFlag)
 {
     writeConfig("QuiltCreationToolSettings", {{"defaultWindowSize", "1024x768"}});

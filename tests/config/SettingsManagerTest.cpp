@@ -186,52 +186,6 @@ TEST_F(SettingsTest, ArrayFileIsKeptAndLookupsFail)
     EXPECT_EQ(env.readFile(file()), "[]");
 }
 
-TEST_F(SettingsTest, DownloadFolder)
-{
-    auto& s = KTSettingsManager::sharedManager();
-    env.writeFile(env.home() + "/.config/user-dirs.dirs",
-                  "# written by xdg-user-dirs-update\nXDG_DOWNLOAD_DIR=\"$HOME/Téléchargements\"\n");
-    EXPECT_EQ(s.pathToDownloadsFolder(), env.home() + "/Téléchargements");
-    s.setPathToDownloadFolder("/srv/downloads");
-    s.setPathToDownloadFolder("");
-    EXPECT_EQ(s.pathToDownloadsFolder(), "/srv/downloads");
-    s.saveSettings();
-    EXPECT_EQ(env.readJson(file())["downloads"], "/srv/downloads");
-}
-
-TEST_F(SettingsTest, SystemWindowColorIsWrittenAsEmptyText)
-{
-    auto& s = KTSettingsManager::sharedManager();
-    s.setIsWindowColorSystem(true);
-    s.setWindowColor(KTColor::rgb(0.2, 0.3, 0.4));
-    EXPECT_EQ(s.windowColor(), KTColor::rgb(0.2, 0.3, 0.4));
-    s.saveSettings();
-    EXPECT_EQ(env.readJson(file())["windowColor"], "");
-
-    auto& r = restart();
-    EXPECT_TRUE(r.windowColor().isSystem());
-    EXPECT_TRUE(r.autoWindowColor());
-    EXPECT_FALSE(r.isWindowColorSystem());
-}
-
-TEST_F(SettingsTest, CookiePolicyReachesTheApplication)
-{
-    writeSettings(R"({"allowCookies":2})");
-    auto& s = KTSettingsManager::sharedManager();
-    EXPECT_EQ(shell.calls, std::vector<std::string>{"applyCookieAcceptPolicy 2"});
-    s.setCookiesAllow(1);
-    EXPECT_EQ(shell.calls.back(), "applyCookieAcceptPolicy 1");
-    EXPECT_EQ(s.cookiesAllow(), 1u);
-}
-
-TEST_F(SettingsTest, DestructionSaves)
-{
-    KTSettingsManager::sharedManager().setBlockAds(true);
-    EXPECT_FALSE(KTFileUtil::exists(file()));
-    KTShared<KTSettingsManager>::reset();
-    EXPECT_EQ(env.readFile(file()), "{\"blockAds\":true}");
-}
-
 GRef<GdkPixbuf> makeImage(int width, int height)
 {
     auto image = GRef<GdkPixbuf>::adopt(gdk_pixbuf_new(GDK_COLORSPACE_RGB, TRUE, 8, width, height));

@@ -26,25 +26,6 @@ protected:
     TestEnvironment env;
 };
 
-TEST_F(StoresTest, RestoreEmptyListStoresNothing)
-{
-    auto& r = KTRestoreManager::sharedManager();
-    r.addUrlsForKey({}, "window0");
-    EXPECT_FALSE(r.getUrlsForKey("window0"));
-    r.setWindowFrameStringForKey("", "window0");
-    EXPECT_FALSE(r.windowsFrameString("window0"));
-    EXPECT_EQ(r.getWindowDictionaryForKey(""), nullptr);
-}
-
-TEST_F(StoresTest, RestoreWindowKeysExcludeVersion)
-{
-    auto& r = KTRestoreManager::sharedManager();
-    EXPECT_TRUE(r.windowKeys().empty());
-    r.save();
-    EXPECT_TRUE(r.windowKeys().empty());
-    EXPECT_EQ(env.readFile(file("restore.json")), "{\"version\":1.1}");
-}
-
 TEST_F(StoresTest, RestoreKeepsFileOrderAndRoundTrips)
 {
     env.writeFile(file("restore.json"),
@@ -62,13 +43,6 @@ TEST_F(StoresTest, RestoreKeepsFileOrderAndRoundTrips)
     r.save();
     EXPECT_EQ(env.readFile(file("restore.json")),
               R"({"window0":{"url":["https://c.example/"],"windowFrame":"{{0, 0}, {1024.5, 768}}"},"version":1.1})");
-}
-
-TEST_F(StoresTest, RestoreAskingCreatesAnEmptyWindow)
-{
-    auto& r = KTRestoreManager::sharedManager();
-    EXPECT_FALSE(r.getUrlsForKey("window7"));
-    EXPECT_EQ(r.windowKeys(), Strings{"window7"});
 }
 
 TEST_F(StoresTest, RestoreConvertsTheOldFormatAtLoad)
@@ -111,25 +85,6 @@ INSTANTIATE_TEST_SUITE_P(
                       ZoomCase{"OtherKey", "{\"zoom\":2}", std::nullopt, false}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(StoresTest, BookmarksSortedBytewiseAndReplacedByName)
-{
-    auto& b = KTBookmarksManager::sharedManager();
-    b.addBookMarkForUrl("b", "https://b.example/");
-    b.addBookMarkForUrl("B", "https://B.example/");
-    b.addBookMarkForUrl("a", "https://a.example/");
-    b.addBookMarkForUrl("Échos", "https://e.example/");
-    EXPECT_EQ(b.bookmarks(), (Strings{"B", "a", "b", "Échos"}));
-    b.addBookMarkForUrl("a", "https://a2.example/");
-    EXPECT_EQ(b.bookmarks().size(), 4u);
-    EXPECT_EQ(b.getUrlByName("a"), "https://a2.example/");
-    b.removeBookmark("b");
-    b.removeBookmark("missing");
-    EXPECT_FALSE(b.getUrlByName("b"));
-    b.save();
-    KTShared<KTBookmarksManager>::reset();
-    EXPECT_EQ(KTBookmarksManager::sharedManager().bookmarks(), (Strings{"B", "a", "Échos"}));
-}
-
 TEST_F(StoresTest, HistoryKeepsTheLaterVisitPerTitle)
 {
     auto& h = KTHistoryManager::sharedManager();
@@ -144,18 +99,6 @@ TEST_F(StoresTest, HistoryKeepsTheLaterVisitPerTitle)
               R"({"Inbox":{"url":"https://a.example/2","date":"2026-01-02 10:00:00Z T"}})");
     h.clearHistory();
     EXPECT_FALSE(h.getUrlByName("Inbox"));
-}
-
-TEST_F(StoresTest, HistorySortedByDateStrings)
-{
-    auto& h = KTHistoryManager::sharedManager();
-    h.addUrlWithNameForDate("https://x.example/c", "C", "2026-03-01 09:00:00+01:00 T");
-    h.addUrlWithNameForDate("https://x.example/a", "A", "2025-12-31 23:59:59+01:00 T");
-    h.addUrlWithNameForDate("https://x.example/b", "B", "2026-01-15 12:00:00+01:00 T");
-    EXPECT_EQ(h.sortedByDateNames(), (Strings{"A", "B", "C"}));
-    // Strings are compared, not times: across offsets the order is textual.
-    h.addUrlWithNameForDate("https://x.example/d", "D", "2026-03-01 08:30:00-05:00 T");
-    EXPECT_EQ(h.sortedByDateNames(), (Strings{"A", "B", "D", "C"}));
 }
 
 class TimeZone {

@@ -94,48 +94,6 @@ TEST(StoreSave, CorruptFileIsReplacedByTheNextSave)
     EXPECT_EQ(env.readFile(path), "{\"title\":\"Ça va\"}");
 }
 
-TEST(StoreSave, AtomicWritesLeaveNoTemporaryFiles)
-{
-    TestEnvironment env;
-    const std::string folder = env.root() + "/store";
-    KTFileUtil::makeDirectories(folder);
-    ProbeStore store(folder + "/probe.json");
-    store.json()["old"] = true;
-    store.save();
-    // A write that fails half way (a full disk) leaves the previous file.
-    store.json()["big"] = std::string(64 * 1024, 'x');
-    {
-        ScopedFileSizeLimit full(1024);
-        store.save();
-    }
-    EXPECT_EQ(env.readFile(folder + "/probe.json"), "{\"old\":true}");
-    EXPECT_EQ(folderEntries(folder), std::vector<std::string>{"probe.json"});
-}
-
-TEST(DataFolder, CreatedWithIntermediateFoldersOnRequest)
-{
-    TestEnvironment env;
-    const std::string dataHome = KTPaths::userDataDir();
-    ASSERT_FALSE(KTFileUtil::exists(dataHome));
-    EXPECT_EQ(KTFileManager::getSettingsPath(), env.dataFolder());
-    EXPECT_TRUE(KTFileUtil::isDirectory(env.dataFolder()));
-    // Asked again after the folder vanished: made again.
-    KTFileUtil::removeTree(dataHome);
-    KTFileManager::getSettingsPath();
-    EXPECT_TRUE(KTFileUtil::isDirectory(env.dataFolder()));
-}
-
-TEST(DataFolder, FailureIsLoggedAndThePathStillReturned)
-{
-    TestEnvironment env;
-    const std::string blocker = env.root() + "/blocker";
-    env.writeFile(blocker, "");
-    ::setenv("XDG_DATA_HOME", blocker.c_str(), 1);
-    LogCapture log;
-    EXPECT_EQ(KTFileManager::getSettingsPath(), blocker + "/Quilt/" + env.uniqueId() + "/");
-    EXPECT_EQ(log.count("error:"), 1u);
-}
-
 TEST(DataFolder, BundleWithoutUniqueIdUsesNullFolder)
 {
     TestEnvironment env;
@@ -160,22 +118,6 @@ TEST(DataFolder, UniqueIdFallbackFileAndAttribute)
     if (::setxattr(bundle.c_str(), KTBundle::kUniqueIdAttribute, "attr-id", 7, 0) != 0)
         GTEST_SKIP() << "this file system refuses user attributes";
     EXPECT_EQ(KTFileManager::getSettingsPath(), KTPaths::userDataDir() + "/Quilt/attr-id/");
-}
-
-TEST(StorePaths, FolderAndFileJoinedWithDoubledSlash)
-{
-    TestEnvironment env;
-    const std::string folder = env.dataFolder();
-    EXPECT_EQ(KTBehaviorManager::sharedManager().getPath(), folder + "/behavior.json");
-    EXPECT_EQ(KTRestoreManager::sharedManager().getPath(), folder + "/restore.json");
-    EXPECT_EQ(KTWebPageZoomManager::sharedManager().getPath(), folder + "/webpagezoom.json");
-    EXPECT_EQ(KTBookmarksManager::sharedManager().getPath(), folder + "/bookmark.json");
-    EXPECT_EQ(KTHistoryManager::sharedManager().getPath(), folder + "/history.json");
-    EXPECT_EQ(KTWhiteListManager::sharedManager().getPath(), folder + "/whitelist.json");
-    EXPECT_EQ(KTSettingsManager::sharedManager().path(), folder + "/settings.json");
-    // The doubled slash is harmless: the files land in the data folder.
-    KTBookmarksManager::sharedManager().save();
-    EXPECT_TRUE(KTFileUtil::exists(folder + "bookmark.json"));
 }
 
 } // namespace

@@ -102,28 +102,6 @@ TEST_F(UpdateTest, OnlyOlderEntriesAreQueued)
     EXPECT_EQ(m.checkForUpdate(), 2); // "1.8" and 1
 }
 
-TEST_F(UpdateTest, NumberEntryComparesAsText)
-{
-    KTBundle::setMainPath(env.makeBundle("Runner", "1", "runner"));
-    writeRegistry({{env.root() + "/apps/Gone.app", 1}});
-    EXPECT_EQ(KTUpdateManager::sharedManager().checkForUpdate(), 0);
-}
-
-TEST_F(UpdateTest, DeletedAppIsDroppedFromMemoryOnly)
-{
-    const std::string gone = env.root() + "/apps/Gone.app";
-    writeRegistry({{gone, "0.1"}});
-    const std::string before = env.readFile(registryFile());
-    auto& m = KTUpdateManager::sharedManager();
-    std::vector<std::pair<std::string, bool>> finished;
-    m.onUpdateFinished = [&](const std::string& path, bool ok) { finished.emplace_back(path, ok); };
-    ASSERT_EQ(m.checkForUpdate(), 1);
-    ASSERT_TRUE(waitForUpdates(m));
-    EXPECT_EQ(finished, (std::vector<std::pair<std::string, bool>>{{gone, false}}));
-    EXPECT_FALSE(m.json().contains(gone));
-    EXPECT_EQ(env.readFile(registryFile()), before);
-}
-
 TEST_F(UpdateTest, UpdatesARegisteredAppFromTheTemplate)
 {
     makeTemplate();
@@ -159,17 +137,6 @@ TEST_F(UpdateTest, UpdatesARegisteredAppFromTheTemplate)
     // The next registration saves the new version along with the new path.
     m.addUpdatePath(env.root() + "/apps/New.app");
     EXPECT_EQ(env.readJson(registryFile())[app], "1.0");
-}
-
-TEST_F(UpdateTest, AppWithoutSecuritySettingsGetsAnEmptyDictionary)
-{
-    makeTemplate();
-    const std::string app = env.makeBundle("Plain", "0.9", "plain");
-    env.writeFile(app + "/Contents/MacOS/DefaultApp", "old");
-    EXPECT_TRUE(KTUpdateManager::sharedManager().updateToVersion(app, "1.0"));
-    KTJson info = *KTPlist::readFile(app + "/Contents/Info.plist");
-    EXPECT_EQ(info["NSAppTransportSecurity"], KTJson::object());
-    EXPECT_EQ(env.readFile(app + "/Contents/MacOS/DefaultApp"), "new executable");
 }
 
 TEST_F(UpdateTest, UnwritablePlistStopsBeforeAnyCopy)

@@ -60,31 +60,7 @@ INSTANTIATE_TEST_SUITE_P(
                       ParseCase{"1 2 3 4 5 6 7 8 9 10 11", std::nullopt},
                       ParseCase{"          ", std::nullopt}));
 
-TEST(Color, Lightness)
-{
-    EXPECT_TRUE(KTColor::rgb(1, 1, 1).colorIsLight());
-    EXPECT_FALSE(KTColor::rgb(0, 0, 0).colorIsLight());
-    EXPECT_TRUE(KTColor::rgb(0, 0.852, 0).colorIsLight());   // 0.500124
-    EXPECT_FALSE(KTColor::rgb(0, 0.851, 0).colorIsLight());  // 0.499537
-    EXPECT_FALSE(KTColor::rgb(1, 0, 1).colorIsLight());      // 0.413: weights, not the mean
-    EXPECT_TRUE((KTColor{KTColorSpace::Gray, {0.5, 1}}).colorIsLight());
-    EXPECT_FALSE((KTColor{KTColorSpace::Gray, {0.49, 1}}).colorIsLight());
-    EXPECT_TRUE(KTColor::windowBackgroundColor().colorIsLight());
-}
-
 // --- Frames ----------------------------------------------------------------
-
-TEST(Rect, StringRoundTripAndLenientParse)
-{
-    const KTRect r{-12.5, 40, 1280, 800.25};
-    EXPECT_EQ(r.toString(), "{{-12.5, 40}, {1280, 800.25}}");
-    EXPECT_EQ(KTRect::fromString(r.toString()), r);
-    EXPECT_EQ(KTRect::fromString("{{1,2},{3,4}}"), (KTRect{1, 2, 3, 4}));
-    EXPECT_EQ(KTRect::fromString("{{10, 20}, {300"), (KTRect{10, 20, 300, 0}));
-    EXPECT_EQ(KTRect::fromString("garbage"), KTRect{});
-    EXPECT_EQ(KTRect::fromString("{{1e400, 2}, {3, 4}}"), (KTRect{0, 2, 3, 4})); // non-finite reads as 0
-    EXPECT_TRUE(KTRect::fromString("").isEmpty());
-}
 
 // --- Property lists --------------------------------------------------------
 
@@ -218,36 +194,6 @@ TEST(Icns, TruncatedAndGarbageFilesAreRefusedWithoutCrashing)
 
 // --- User defaults ---------------------------------------------------------
 
-TEST(UserDefaults, BoolWithDefaultPersistenceAndDamage)
-{
-    TestEnvironment env;
-    const std::string path = env.root() + "/cfg/org.quilt.test/defaults.ini";
-    {
-        KTUserDefaults d(path);
-        EXPECT_TRUE(d.boolForKeyDefaultValue("DockBadge", true));
-        EXPECT_FALSE(d.boolForKeyDefaultValue("DockBadge", false));
-        d.setBool("DockBadge", false);
-        d.setString("globalShortcutKey", "<Control><Alt>space");
-        d.setInteger("count", -7);
-        EXPECT_TRUE(d.synchronize());
-    }
-    KTUserDefaults again(path);
-    EXPECT_FALSE(again.boolForKeyDefaultValue("DockBadge", true));
-    EXPECT_EQ(again.stringForKey("globalShortcutKey"), "<Control><Alt>space");
-    EXPECT_EQ(again.integerForKey("count"), -7);
-    again.removeObjectForKey("DockBadge");
-    EXPECT_TRUE(again.boolForKeyDefaultValue("DockBadge", true));
-
-    env.writeFile(path, "[Defaults\nno group end");
-    LogCapture log;
-    KTUserDefaults damaged(path);
-    EXPECT_EQ(log.count("error:"), 1u);
-    EXPECT_TRUE(damaged.boolForKeyDefaultValue("UserNotifications", true));
-    damaged.setBool("UserNotifications", false);
-    EXPECT_TRUE(damaged.synchronize());
-    EXPECT_FALSE(KTUserDefaults(path).boolForKeyDefaultValue("UserNotifications", true));
-}
-
 // --- Notification centre ---------------------------------------------------
 
 TEST(NotificationCenter, ObserversChangedDuringAPost)
@@ -272,25 +218,6 @@ TEST(NotificationCenter, ObserversChangedDuringAPost)
     seen.clear();
     center.post("reload");
     EXPECT_EQ(seen, (std::vector<std::string>{"first", "late"}));
-}
-
-TEST(NotificationCenter, ObservationEndsWithItsScope)
-{
-    KTNotificationCenter center;
-    std::vector<std::string> agents;
-    {
-        KTObservation o(
-            "changeUserAnget", [&](const KTNotification& n) { agents.push_back(std::any_cast<std::string>(n.object)); },
-            center);
-        center.post("changeUserAnget", std::string("Mobile"));
-        KTObservation moved = std::move(o);
-        o.reset(); // moved from: removes nothing
-        center.post("changeUserAnget", std::string("Desktop"));
-        EXPECT_EQ(center.observerCount("changeUserAnget"), 1u);
-    }
-    center.post("changeUserAnget", std::string("Gone"));
-    EXPECT_EQ(agents, (std::vector<std::string>{"Mobile", "Desktop"}));
-    EXPECT_EQ(center.observerCount("changeUserAnget"), 0u);
 }
 
 } // namespace

@@ -112,12 +112,6 @@ TEST_F(AllowListFile, EmptyObjectIsAnEmptyBlockList)
     EXPECT_TRUE(list.isUrlAllow("https://news.example/"));
 }
 
-TEST_F(AllowListFile, AllowPatternsWithoutPatternsRefusesEverything)
-{
-    env.writeFile(file(), R"({"allowAll":false,"allowPatterns":true,"pattern":[]})");
-    EXPECT_FALSE(KTWhiteListManager::sharedManager().isUrlAllow("https://app.example/"));
-}
-
 TEST_F(AllowListFile, CorruptFileAllowsEverythingAndKeepsOtherFlags)
 {
     auto& list = KTWhiteListManager::sharedManager();
@@ -134,27 +128,6 @@ TEST_F(AllowListFile, CorruptFileAllowsEverythingAndKeepsOtherFlags)
     EXPECT_TRUE(list.allowPatterns());
     EXPECT_TRUE(list.allowSubdomains());
     EXPECT_TRUE(list.isUrlAllow("https://elsewhere.example/"));
-}
-
-TEST_F(AllowListFile, LoadAndSave)
-{
-    env.writeFile(file(), R"({"allowAll":0,"allowPatterns":1,"pattern":["b","a","b",7],"allowSubdomains":true})");
-    auto& list = KTWhiteListManager::sharedManager();
-    EXPECT_EQ(list.patterns(), (std::vector<std::string>{"b", "a"}));
-    EXPECT_TRUE(list.allowPatterns());
-    EXPECT_TRUE(list.allowSubdomains());
-    list.removePattern("b");
-    list.removePattern("zzz");
-    list.addPattern("c");
-    list.addPattern("a");
-    ASSERT_TRUE(list.savePatterns());
-    EXPECT_EQ(env.readFile(file()), R"({"allowAll":false,"allowPatterns":true,"pattern":["a","c"],"allowSubdomains":true})");
-
-    // A parsed file without the key turns subdomains off.
-    env.writeFile(file(), R"({"allowAll":false,"pattern":["a"]})");
-    list.loadPatterns();
-    EXPECT_FALSE(list.allowSubdomains());
-    EXPECT_FALSE(list.allowPatterns());
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 // nothing behind, a large file streams to disk without passing through
 // this process's memory, and the downloads list shows and opens them.
 
-#include "PolicyTest.h"
+#include "support/GuiTest.h"
 
 #include "services/KTWebKitDownload.h"
 #include "web/KTWebManager.h"
@@ -28,9 +28,9 @@ protected:
         PolicyTest::SetUp();
         if (IsSkipped())
             return;
-        window = newWindow();
+        window = newWindow(true);
         page = pageOf(window);
-        server->route("files.example.com/", Reply::html("<p>files</p>"));
+        server->route("files.example.com/", HttpPage::html("t", "<p>files</p>"));
         ASSERT_TRUE(loadAndWait(page, "http://files.example.com/"));
     }
 
@@ -44,7 +44,7 @@ protected:
     // Answers are held back until released, so downloads stay running.
     void holdBackAnswers(const std::string& hostAndPath, const std::string& body)
     {
-        server->handle(hostAndPath, [this, body](SoupServerMessage* msg, const SeenRequest&) {
+        server->handle(hostAndPath, [this, body](SoupServerMessage* msg, const HttpRequest&) {
             soup_server_message_set_status(msg, 200, nullptr);
             soup_server_message_set_response(msg, "application/octet-stream", SOUP_MEMORY_COPY, body.data(),
                                              body.size());
@@ -112,21 +112,11 @@ TEST_F(DownloadsTest, FourAtOnceThreeRunTheFourthWaits)
     EXPECT_EQ(queue().runningCount(), 0u);
 }
 
-TEST_F(DownloadsTest, EmptyNameBecomesFileInTheDownloadsFolder)
-{
-    server->route("files.example.com/data", Reply {200, "application/octet-stream", "payload", {}});
-    auto op = download("", "http://files.example.com/data");
-    EXPECT_EQ(op->path(), downloadsFolder() + "/file");
-    EXPECT_EQ(op->fileName(), "file");
-    ASSERT_TRUE(waitUntil([&] { return op->state() == KTDownloadOperation::State::Completed; }));
-    EXPECT_EQ(readFile(downloadsFolder() + "/file"), "payload");
-}
-
 TEST_F(DownloadsTest, CancellingLeavesNoFileAndNoPart)
 {
     // Half the body, then the server waits: the download is under way.
     const std::string half(64 * 1024, 'h');
-    server->handle("files.example.com/big", [&half](SoupServerMessage* msg, const SeenRequest&) {
+    server->handle("files.example.com/big", [&half](SoupServerMessage* msg, const HttpRequest&) {
         soup_server_message_set_status(msg, 200, nullptr);
         SoupMessageHeaders* out = soup_server_message_get_response_headers(msg);
         soup_message_headers_set_content_type(out, "application/octet-stream", nullptr);
@@ -162,7 +152,7 @@ TEST_F(DownloadsTest, CancellingLeavesNoFileAndNoPart)
 
 TEST_F(DownloadsTest, ListShowsFinishedDownloadsAndOpensThem)
 {
-    server->route("files.example.com/notes.txt", Reply {200, "text/plain", "some notes\n", {}});
+    server->route("files.example.com/notes.txt", HttpPage::bytes("some notes\n", "text/plain"));
     auto op = download("notes.txt", "http://files.example.com/notes.txt");
     ASSERT_TRUE(waitUntil([&] { return op->state() == KTDownloadOperation::State::Completed; }));
 
@@ -270,7 +260,7 @@ class LargeDownload : public DownloadsTest, public ::testing::WithParamInterface
 TEST_P(LargeDownload, StreamsToDiskWithFlatMemory)
 {
     constexpr uint64_t kSize = 300ull * 1024 * 1024;
-    server->handle("files.example.com/huge.bin", [](SoupServerMessage* msg, const SeenRequest&) {
+    server->handle("files.example.com/huge.bin", [](SoupServerMessage* msg, const HttpRequest&) {
         new StreamingBody(msg, kSize);
         soup_message_headers_append(soup_server_message_get_response_headers(msg), "Content-Disposition",
                                     "attachment; filename=\"huge.bin\"");
@@ -307,129 +297,6 @@ TEST_P(LargeDownload, StreamsToDiskWithFlatMemory)
 
 INSTANTIATE_TEST_SUITE_P(Starts, LargeDownload, ::testing::Values(Start::Url, Start::PageResponse),
                          [](const auto& info) { return info.param == Start::Url ? "Url" : "PageResponse"; });
-
-TEST_F(DownloadsTest, PageDownloadWaitsForAFreeSlotThenCompletes)
-{
-    holdBackAnswers("files.example.com/slow", "slow");
-    for (int i = 1; i <= 3; ++i)
-        download("slow" + std::to_string(i), "http://files.example.com/slow");
-    ASSERT_TRUE(waitUntil([&] { return held_.size() == 3; }));
-
-    server->route("files.example.com/report.pdf", Reply {200, "application/pdf", "%PDF-1.4 report", {}});
-    page->loadRequest("http://files.example.com/report.pdf");
-    GtkWidget* save = waitForSaveDialog();
-    ASSERT_NE(save, nullptr);
-    answerSaveDialog(save, downloadsFolder() + "/report.pdf");
-    ASSERT_TRUE(waitUntil([&] { return queue().operationsArray().size() == 4; }));
-    auto op = queue().operationsArray()[3];
-    EXPECT_EQ(op->state(), KTDownloadOperation::State::Queued);
-    EXPECT_EQ(queue().waitingCount(), 1u);
-    EXPECT_FALSE(exists(downloadsFolder() + "/report.pdf"));
-
-    releaseOne();
-    ASSERT_TRUE(waitUntil([&] { return op->state() == KTDownloadOperation::State::Completed; }));
-    EXPECT_EQ(readFile(downloadsFolder() + "/report.pdf"), "%PDF-1.4 report");
-    // The response the page received is what was saved: asked for once.
-    EXPECT_EQ(server->hits("files.example.com/report.pdf"), 1u);
-    while (!held_.empty())
-        releaseOne();
-}
-
-TEST_F(DownloadsTest, CancellingAWaitingPageDownloadLetsItGo)
-{
-    holdBackAnswers("files.example.com/slow", "slow");
-    for (int i = 1; i <= 3; ++i)
-        download("slow" + std::to_string(i), "http://files.example.com/slow");
-    ASSERT_TRUE(waitUntil([&] { return held_.size() == 3; }));
-    server->route("files.example.com/a.zip", Reply {200, "application/zip", "zip", {}});
-    page->loadRequest("http://files.example.com/a.zip");
-    GtkWidget* save = waitForSaveDialog();
-    ASSERT_NE(save, nullptr);
-    answerSaveDialog(save, downloadsFolder() + "/a.zip");
-    ASSERT_TRUE(waitUntil([&] { return queue().operationsArray().size() == 4; }));
-    auto op = queue().operationsArray()[3];
-    auto* webkit = dynamic_cast<KTWebKitDownload*>(op.get());
-    ASSERT_NE(webkit, nullptr);
-    bool failed = false;
-    g_signal_connect(webkit->webkitDownload(), "failed",
-                     G_CALLBACK(+[](WebKitDownload*, GError*, bool* f) { *f = true; }), &failed);
-
-    KTDownloadsView::Cell* cell = cellFor(op);
-    ASSERT_NE(cell, nullptr);
-    gtk_button_clicked(GTK_BUTTON(cell->cancelButton()));
-    EXPECT_TRUE(op->isCanceled());
-    EXPECT_TRUE(waitUntil([&] { return failed; })) << "WebKit's transfer is cancelled too";
-    EXPECT_EQ(queue().waitingCount(), 0u);
-    while (!held_.empty())
-        releaseOne();
-    ASSERT_TRUE(waitUntil([&] { return queue().runningCount() == 0; }));
-    EXPECT_FALSE(exists(downloadsFolder() + "/a.zip"));
-    EXPECT_FALSE(exists(downloadsFolder() + "/a.zip.part"));
-}
-
-// Stands in for a desktop's file manager, which this machine does not
-// have: it owns org.freedesktop.FileManager1 on the test's session bus and
-// records what ShowItems was asked to show.
-class FakeFileManager {
-public:
-    FakeFileManager()
-    {
-        static const char* xml = "<node><interface name='org.freedesktop.FileManager1'>"
-                                 "<method name='ShowItems'><arg type='as' direction='in'/>"
-                                 "<arg type='s' direction='in'/></method></interface></node>";
-        bus_ = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
-        GDBusNodeInfo* info = g_dbus_node_info_new_for_xml(xml, nullptr);
-        static const GDBusInterfaceVTable vtable = {
-            [](GDBusConnection*, const char*, const char*, const char*, const char*, GVariant* params,
-               GDBusMethodInvocation* invocation, gpointer data) {
-                auto* self = static_cast<FakeFileManager*>(data);
-                GVariantIter* uris = nullptr;
-                const char* startup = nullptr;
-                g_variant_get(params, "(as&s)", &uris, &startup);
-                for (const char* uri; g_variant_iter_next(uris, "&s", &uri);)
-                    self->shown.emplace_back(uri);
-                g_variant_iter_free(uris);
-                g_dbus_method_invocation_return_value(invocation, nullptr);
-            },
-            nullptr, nullptr, {}};
-        object_ = g_dbus_connection_register_object(bus_, "/org/freedesktop/FileManager1", info->interfaces[0],
-                                                    &vtable, this, nullptr, nullptr);
-        g_dbus_node_info_unref(info);
-        owner_ = g_bus_own_name_on_connection(
-            bus_, "org.freedesktop.FileManager1", G_BUS_NAME_OWNER_FLAGS_NONE,
-            [](GDBusConnection*, const char*, gpointer data) { static_cast<FakeFileManager*>(data)->owned = true; },
-            nullptr, this, nullptr);
-    }
-    ~FakeFileManager()
-    {
-        g_bus_unown_name(owner_);
-        g_dbus_connection_unregister_object(bus_, object_);
-        g_object_unref(bus_);
-    }
-
-    bool owned = false;
-    std::vector<std::string> shown;
-
-private:
-    GDBusConnection* bus_ = nullptr;
-    guint object_ = 0;
-    guint owner_ = 0;
-};
-
-TEST_F(DownloadsTest, ShowInFolderAsksTheFileManagerToSelectTheFile)
-{
-    FakeFileManager files;
-    ASSERT_TRUE(waitUntil([&] { return files.owned; }));
-    server->route("files.example.com/notes.txt", Reply {200, "text/plain", "notes", {}});
-    auto op = download("notes.txt", "http://files.example.com/notes.txt");
-    ASSERT_TRUE(waitUntil([&] { return op->state() == KTDownloadOperation::State::Completed; }));
-    KTDownloadsView::Cell* cell = cellFor(op);
-    ASSERT_NE(cell, nullptr);
-    gtk_button_clicked(GTK_BUTTON(cell->showInFolderButton()));
-    ASSERT_TRUE(waitUntil([&] { return !files.shown.empty(); }));
-    EXPECT_EQ(files.shown, std::vector<std::string> {"file://" + op->path()});
-    EXPECT_TRUE(openedFolders().empty());
-}
 
 } // namespace
 } // namespace quilt::test

@@ -2,7 +2,7 @@
 // the bundle and the user style of the data folder only where their
 // patterns match, and the user agent switched by name.
 
-#include "PolicyTest.h"
+#include "support/GuiTest.h"
 
 #include "config/KTNotificationCenter.h"
 #include "config/KTShared.h"
@@ -26,9 +26,9 @@ protected:
         PolicyTest::SetUp();
         if (IsSkipped())
             return;
-        server->route("app.example.com/inbox", Reply::html("<h1 id='t'>inbox</h1>"));
-        server->route("app.example.com/settings", Reply::html("<h1 id='t'>settings</h1>"));
-        server->route("other.example.org/page", Reply::html("<h1 id='t'>other</h1>"));
+        server->route("app.example.com/inbox", HttpPage::html("t", "<h1 id='t'>inbox</h1>"));
+        server->route("app.example.com/settings", HttpPage::html("t", "<h1 id='t'>settings</h1>"));
+        server->route("other.example.org/page", HttpPage::html("t", "<h1 id='t'>other</h1>"));
     }
 
     // Scripts and styles take effect from the next document of a URL on
@@ -60,7 +60,7 @@ TEST_F(PageContentTest, UserScriptAndStyleApplyOnlyWhereTheirPatternsMatch)
     KTShared<KTScriptsManager>::reset();
     KTShared<KTStylesManager>::reset();
 
-    KTWebViewController* page = pageOf(newWindow());
+    KTWebViewController* page = pageOf(newWindow(true));
     showSteadily(page, "http://app.example.com/inbox");
     EXPECT_EQ(scriptMark(page), "injected");
     EXPECT_EQ(titleColour(page), "rgb(0, 0, 0)");
@@ -74,17 +74,6 @@ TEST_F(PageContentTest, UserScriptAndStyleApplyOnlyWhereTheirPatternsMatch)
     EXPECT_EQ(titleColour(page), "rgb(0, 0, 0)");
 }
 
-TEST_F(PageContentTest, DisabledRuleIsNeverInjected)
-{
-    env->writeFile(env->bundlePath() + "/Contents/Resources/Scripts/userscripts.json",
-                   R"([{"name":"Off","state":0,"script":"window.quiltMark = 'injected';",)"
-                   R"("pattern":{"*":{"name":"*","state":1}}}])");
-    KTShared<KTScriptsManager>::reset();
-    KTWebViewController* page = pageOf(newWindow());
-    showSteadily(page, "http://app.example.com/inbox");
-    EXPECT_EQ(scriptMark(page), "undefined");
-}
-
 struct AgentCase {
     const char* name;
     const char* expectedPart; // a piece of the agent only this one has
@@ -96,7 +85,7 @@ class AgentSwitch : public PageContentTest, public ::testing::WithParamInterface
 TEST_P(AgentSwitch, PagesPresentTheChosenAgent)
 {
     const AgentCase& c = GetParam();
-    KTWebViewController* page = pageOf(newWindow());
+    KTWebViewController* page = pageOf(newWindow(true));
     ASSERT_TRUE(loadAndWait(page, "http://app.example.com/inbox"));
     const auto expected = KTWebManager::sharedManager().userAgentNamed(c.name);
     ASSERT_TRUE(expected.has_value());
@@ -120,30 +109,6 @@ INSTANTIATE_TEST_SUITE_P(Agents, AgentSwitch,
                              n.erase(std::remove(n.begin(), n.end(), '-'), n.end());
                              return n;
                          });
-
-TEST_F(PageContentTest, WindowsOpenedByAPageInheritItsAgent)
-{
-    KTWebViewController* page = pageOf(newWindow());
-    ASSERT_TRUE(loadAndWait(page, "http://app.example.com/inbox"));
-    KTNotificationCenter::defaultCenter().post("changeUserAnget", std::string("Firefox-Mac"));
-    const std::string firefox = *KTWebManager::sharedManager().userAgentNamed("Firefox-Mac");
-    ASSERT_TRUE(waitUntil([&] { return runJs(page, "navigator.userAgent") == firefox; }));
-    runJs(page, "window.open('http://app.example.com/settings'); 'ok'");
-    ASSERT_TRUE(waitUntil([&] { return server->hits("app.example.com/settings") == 1; }));
-    EXPECT_EQ(server->last("app.example.com/settings")->userAgent, firefox);
-}
-
-TEST_F(PageContentTest, UnknownAgentNameKeepsTheCurrentAgent)
-{
-    KTWebViewController* page = pageOf(newWindow());
-    ASSERT_TRUE(loadAndWait(page, "http://app.example.com/inbox"));
-    const std::string before = runJs(page, "navigator.userAgent");
-    KTNotificationCenter::defaultCenter().post("changeUserAnget", std::string("Netscape-4"));
-    webkit_web_view_reload(page->webview());
-    ASSERT_TRUE(waitUntil([&] { return server->hits("app.example.com/inbox") == 2 && !page->isLoading(); }));
-    EXPECT_EQ(runJs(page, "navigator.userAgent"), before);
-    EXPECT_EQ(server->last("app.example.com/inbox")->userAgent, before);
-}
 
 } // namespace
 } // namespace quilt::test

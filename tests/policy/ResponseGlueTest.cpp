@@ -2,7 +2,7 @@
 // shown, attachments in frames, responses given no decision, and HTTP Basic
 // logins answered through the login dialog.
 
-#include "PolicyTest.h"
+#include "support/GuiTest.h"
 
 #include "services/KTDownloadQueue.h"
 #include "web/KTAuthenticationDialog.h"
@@ -25,13 +25,13 @@ protected:
         PolicyTest::SetUp();
         if (IsSkipped())
             return;
-        window = newWindow();
+        window = newWindow(true);
         page = pageOf(window);
     }
 
     std::string startPage(const std::string& body)
     {
-        server->route("site.example.com/start", Reply::html(body));
+        server->route("site.example.com/start", HttpPage::html("t", body));
         EXPECT_TRUE(loadAndWait(page, "http://site.example.com/start"));
         return "http://site.example.com/start";
     }
@@ -58,9 +58,9 @@ protected:
     KTWebViewController* page = nullptr;
 };
 
-Reply file(const std::string& body, const std::string& type, const std::string& disposition = "")
+HttpPage file(const std::string& body, const std::string& type, const std::string& disposition = "")
 {
-    Reply r;
+    HttpPage r;
     r.body = body;
     r.contentType = type;
     if (!disposition.empty())
@@ -95,25 +95,6 @@ TEST_F(ResponseGlueTest, PdfIsOfferedAsADownloadAndSavedWhereTheUserSays)
     EXPECT_EQ(queue().operationsArray()[0]->path(), target);
     EXPECT_TRUE(window->toolbarShown());
     EXPECT_TRUE(gtk_widget_get_visible(window->downloadsView()->button()));
-}
-
-TEST_F(ResponseGlueTest, CancelledSaveDialogDropsTheDownload)
-{
-    server->route("site.example.com/files/a.zip", file(std::string(4096, 'z'), "application/zip"));
-    const std::string start = startPage("<a id='zip' href='/files/a.zip'>zip</a>");
-    runJs(page, "document.getElementById('zip').click(); 'ok'");
-    GtkWidget* save = waitForSaveDialog();
-    ASSERT_NE(save, nullptr);
-    EXPECT_EQ(currentName(save), "a.zip");
-    answerSaveDialog(save, std::nullopt);
-    EXPECT_TRUE(waitUntil([&] { return findSaveDialog() == nullptr; }));
-    drainEvents();
-    EXPECT_TRUE(queue().operationsArray().empty());
-    GDir* dir = g_dir_open(downloadsFolder().c_str(), 0, nullptr);
-    ASSERT_NE(dir, nullptr);
-    EXPECT_EQ(g_dir_read_name(dir), nullptr) << "the downloads folder stays empty";
-    g_dir_close(dir);
-    EXPECT_TRUE(waitShown(page, start));
 }
 
 // ---- responses in frames ----
@@ -157,92 +138,7 @@ INSTANTIATE_TEST_SUITE_P(
                       FrameCase {"NoDisposition", "", false}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(ResponseGlueTest, ImageWhoseNameHasAQuestionMarkIsGivenNoDecision)
-{
-    // 1x1 transparent GIF.
-    const std::string gif("GIF89a\x01\x00\x01\x00\x80\x00\x00\x00\x00\x00\x00\x00\x00!\xf9\x04\x01\x00\x00\x00\x00,"
-                          "\x00\x00\x00\x00\x01\x00\x01\x00\x00\x02\x02\x44\x01\x00;",
-                          43);
-    server->route("site.example.com/pixel", file(gif, "image/gif"));
-    const std::string start = startPage("<a id='img' href='/pixel?size=1'>pixel</a>");
-    runJs(page, "document.getElementById('img').click(); 'ok'");
-    ASSERT_TRUE(waitUntil([&] { return server->hits("site.example.com/pixel") == 1; }));
-    // Neither shown nor saved: the page stays as it was.
-    EXPECT_TRUE(waitShown(page, start));
-    drainEvents();
-    EXPECT_EQ(findSaveDialog(), nullptr);
-    EXPECT_TRUE(queue().operationsArray().empty());
-}
-
-TEST_F(ResponseGlueTest, DownloadMarkSavesTheNextPageAsHtml)
-{
-    server->route("site.example.com/article", Reply::html("<p>article</p>"));
-    startPage("<a id='a' href='/article'>article</a>");
-    KTPageHooks::setNeedToDownload(page->webview(), true);
-    runJs(page, "document.getElementById('a').click(); 'ok'");
-    GtkWidget* save = waitForSaveDialog();
-    ASSERT_NE(save, nullptr);
-    EXPECT_EQ(currentName(save), "article.html");
-    EXPECT_FALSE(KTPageHooks::needToDownload(page->webview())) << "used up";
-    answerSaveDialog(save, std::nullopt);
-}
-
-TEST_F(ResponseGlueTest, DownloadAttributeLinkAsksWithItsName)
-{
-    server->route("site.example.com/files/sample.txt", file("plain text\n", "text/plain"));
-    startPage("<a id='dl' href='/files/sample.txt' download='kept-name.txt'>sample</a>");
-    runJs(page, "document.getElementById('dl').click(); 'ok'");
-    GtkWidget* save = waitForSaveDialog();
-    ASSERT_NE(save, nullptr);
-    EXPECT_EQ(currentName(save), "kept-name.txt");
-    answerSaveDialog(save, downloadsFolder() + "/kept-name.txt");
-    ASSERT_TRUE(waitUntil([&] { return exists(downloadsFolder() + "/kept-name.txt"); }));
-    EXPECT_EQ(readFile(downloadsFolder() + "/kept-name.txt"), "plain text\n");
-}
-
 // ---- certificates ----
-
-TEST_F(ResponseGlueTest, SelfSignedCertificateIsAccepted)
-{
-    // A certificate no authority signed, for a name that is not the host.
-    const std::string cert = env->root() + "/cert.pem", key = env->root() + "/key.pem";
-    std::string command = "openssl req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=not-this-host -keyout '" + key
-        + "' -out '" + cert + "'";
-    int status = 0;
-    if (!g_spawn_command_line_sync(command.c_str(), nullptr, nullptr, &status, nullptr) || status != 0)
-        GTEST_SKIP() << "openssl cannot make a certificate here";
-    GError* error = nullptr;
-    GTlsCertificate* tls = g_tls_certificate_new_from_files(cert.c_str(), key.c_str(), &error);
-    ASSERT_NE(tls, nullptr) << error->message;
-    SoupServer* https = soup_server_new("tls-certificate", tls, nullptr);
-    g_object_unref(tls);
-    soup_server_add_handler(https, nullptr,
-                            [](SoupServer*, SoupServerMessage* msg, const char*, GHashTable*, gpointer) {
-                                const std::string body = "<p id='x'>secure page</p>";
-                                soup_server_message_set_status(msg, 200, nullptr);
-                                soup_server_message_set_response(msg, "text/html", SOUP_MEMORY_COPY, body.data(),
-                                                                 body.size());
-                            },
-                            nullptr, nullptr);
-    ASSERT_TRUE(soup_server_listen_local(https, 0, SoupServerListenOptions(SOUP_SERVER_LISTEN_HTTPS | SOUP_SERVER_LISTEN_IPV4_ONLY), &error))
-        << error->message;
-    GSList* uris = soup_server_get_uris(https);
-    const std::string url = "https://127.0.0.1:" + std::to_string(g_uri_get_port(static_cast<GUri*>(uris->data))) + "/";
-    g_slist_free_full(uris, reinterpret_cast<GDestroyNotify>(g_uri_unref));
-    // Straight to it, not through the test's proxy.
-    const char* direct[] = {"127.0.0.1", nullptr};
-    WebKitNetworkProxySettings* proxy = webkit_network_proxy_settings_new(server->proxyUrl().c_str(), direct);
-    webkit_website_data_manager_set_network_proxy_settings(
-        webkit_web_context_get_website_data_manager(webkit_web_view_get_context(page->webview())),
-        WEBKIT_NETWORK_PROXY_MODE_CUSTOM, proxy);
-    webkit_network_proxy_settings_free(proxy);
-
-    ASSERT_TRUE(loadAndWait(page, url));
-    EXPECT_EQ(runJs(page, "document.getElementById('x') ? document.getElementById('x').textContent : ''"),
-              "secure page");
-    soup_server_disconnect(https);
-    g_object_unref(https);
-}
 
 // ---- HTTP Basic login ----
 
@@ -256,7 +152,7 @@ protected:
         char* token = g_base64_encode(reinterpret_cast<const guchar*>("ann:secret"), 10);
         const std::string expected = std::string("Basic ") + token;
         g_free(token);
-        server->handle("secure.example.com/area", [expected](SoupServerMessage* msg, const SeenRequest& r) {
+        server->handle("secure.example.com/area", [expected](SoupServerMessage* msg, const HttpRequest& r) {
             if (r.authorization == expected) {
                 const std::string body = "<p id='state'>welcome</p>";
                 soup_server_message_set_status(msg, 200, nullptr);

@@ -132,42 +132,6 @@ TEST_F(DownloadQueueTest, TransferFailingInsideItsStartFreesItsSlot)
     EXPECT_EQ(log.count("error: could not connect"), 2u);
 }
 
-TEST_F(DownloadQueueTest, CancelledBeforeAddingIsListedButNeverStarts)
-{
-    auto op = std::make_shared<FakeTransfer>("early", &journal);
-    op->cancelDownload();
-    queue.addDownloadOperation(op);
-    queue.addDownloadOperation(op); // adding twice lists it once
-    EXPECT_EQ(states(), "c");
-    EXPECT_EQ(op->starts, 0);
-    EXPECT_EQ(queue.runningCount(), 0u);
-}
-
-TEST_F(DownloadQueueTest, SingleSlotQueue)
-{
-    KTDownloadQueue one(1);
-    std::vector<std::string> j;
-    auto a = std::make_shared<FakeTransfer>("a", &j);
-    auto b = std::make_shared<FakeTransfer>("b", &j);
-    one.addDownloadOperation(a);
-    one.addDownloadOperation(b);
-    EXPECT_EQ(b->state(), State::Queued);
-    a->didFinish();
-    EXPECT_EQ(b->state(), State::Running);
-}
-
-TEST_F(DownloadQueueTest, OperationsOutliveTheirQueue)
-{
-    std::shared_ptr<FakeTransfer> kept;
-    {
-        KTDownloadQueue shortLived;
-        kept = std::make_shared<FakeTransfer>("a", &journal);
-        shortLived.addDownloadOperation(kept);
-    }
-    kept->didFinish(); // must not reach the destroyed queue
-    EXPECT_EQ(kept->state(), State::Completed);
-}
-
 TEST_F(DownloadQueueTest, ProgressAndRowStates)
 {
     auto op = add("report.pdf");
@@ -209,16 +173,6 @@ TEST_F(DownloadQueueTest, ProgressAndRowStates)
     EXPECT_EQ(row.byteCountText, "1.0\u00a0kB"); // GLib keeps number and unit together
 }
 
-TEST_F(DownloadQueueTest, CompletedWithUnknownLengthIsDownloaded)
-{
-    auto op = add("stream.bin");
-    op->didReceiveData(5000, std::nullopt);
-    op->didFinish();
-    EXPECT_EQ(op->getProgress(), 100.0);
-    EXPECT_EQ(op->rowState().statusText, "Downloaded");
-    EXPECT_TRUE(op->opensFileWhenSelected());
-}
-
 TEST_F(DownloadQueueTest, CancelledAndFailedRows)
 {
     auto cancelled = add("a");
@@ -246,19 +200,6 @@ TEST_F(DownloadQueueTest, CancelledAndFailedRows)
     EXPECT_FALSE(row.statusShown);
     EXPECT_EQ(row.progress, 40.0);
     EXPECT_EQ(log.count("error: timed out"), 1u);
-}
-
-TEST_F(DownloadQueueTest, QueuedRowAndDisplayName)
-{
-    add("1");
-    add("2");
-    add("3");
-    auto waiting = add("4");
-    EXPECT_EQ(waiting->getProgress(), 0.0);
-    EXPECT_TRUE(waiting->rowState().cancelShown);
-    auto unnamed = std::make_shared<FakeTransfer>("", &journal);
-    EXPECT_EQ(unnamed->displayName(), "https://site.example/");
-    EXPECT_EQ(waiting->displayName(), "4");
 }
 
 TEST(DownloadTarget, PathAndNameRules)

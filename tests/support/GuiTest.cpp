@@ -1,29 +1,37 @@
 #include "GuiTest.h"
 
+#include "config/KTBehaviorManager.h"
 #include "config/KTBundle.h"
 #include "config/KTFileUtil.h"
 #include "config/KTPlist.h"
+#include "config/KTSettingsManager.h"
+#include "config/KTShared.h"
+#include "web/KTWebContext.h"
+#include "web/KTWhiteListManager.h"
+#include "windows/KTMainWindowController.h"
 
 #include <fcntl.h>
 #include <gtk/gtk.h>
 #include <libsoup/soup.h>
-#include <webkit2/webkit2.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <webkit2/webkit2.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <sstream>
 
 namespace quilt::test {
 
-// ---------------------------------------------------------------- pages
+// ---------------------------------------------------------------- server
 
 HttpPage HttpPage::html(const std::string& title, const std::string& body)
 {
-    HttpPage p;
-    p.body = "<!doctype html><html><head><meta charset=\"utf-8\"><title>" + title + "</title></head><body>" + body
-        + "</body></html>";
-    return p;
+    return bytes("<!doctype html><html><head><meta charset=\"utf-8\"><title>" + title + "</title></head><body>" + body
+                     + "</body></html>",
+                 "text/html; charset=utf-8");
 }
 
 HttpPage HttpPage::bytes(const std::string& body, const std::string& contentType)
@@ -34,23 +42,21 @@ HttpPage HttpPage::bytes(const std::string& body, const std::string& contentType
     return p;
 }
 
-HttpPage HttpPage::solid(const std::string& colour, const std::string& title)
+HttpPage HttpPage::redirect(const std::string& location)
 {
     HttpPage p;
-    p.body = "<!doctype html><html><head><meta charset=\"utf-8\"><title>" + title
-        + "</title><style>html,body{margin:0;height:100%;overflow:hidden;background:" + colour
-        + "}</style></head><body></body></html>";
+    p.status = 302;
+    p.headers.emplace_back("Location", location);
     return p;
 }
-
-// --------------------------------------------------------------- server
 
 HttpServer::HttpServer()
 {
     server_ = soup_server_new(nullptr, nullptr);
+    soup_server_add_handler(server_, nullptr, reinterpret_cast<SoupServerCallback>(onRequest), this, nullptr);
     GError* error = nullptr;
     if (!soup_server_listen_local(server_, 0, SOUP_SERVER_LISTEN_IPV4_ONLY, &error)) {
-        ADD_FAILURE() << "test server: " << (error ? error->message : "cannot listen");
+        ADD_FAILURE() << "cannot listen on 127.0.0.1: " << error->message;
         g_clear_error(&error);
         return;
     }
@@ -58,69 +64,68 @@ HttpServer::HttpServer()
     if (uris)
         port_ = static_cast<unsigned>(g_uri_get_port(static_cast<GUri*>(uris->data)));
     g_slist_free_full(uris, reinterpret_cast<GDestroyNotify>(g_uri_unref));
-    soup_server_add_handler(server_, nullptr,
-                            reinterpret_cast<SoupServerCallback>(+[](SoupServer* s, SoupServerMessage* m,
-                                                                     const char* path, GHashTable* q, gpointer self) {
-                                handle(s, m, path, q, self);
-                            }),
-                            this, nullptr);
 }
 
 HttpServer::~HttpServer()
 {
-    if (server_) {
-        soup_server_disconnect(server_);
-        g_object_unref(server_);
-    }
+    soup_server_disconnect(server_);
+    g_object_unref(server_);
 }
 
-void HttpServer::route(const std::string& path, HttpPage page) { pages_[path] = std::move(page); }
-
-std::string HttpServer::url(const std::string& path) const
+namespace {
+bool matches(const HttpRequest& r, const std::string& key)
 {
-    return "http://127.0.0.1:" + std::to_string(port_) + path;
+    return key == (key.front() == '/' ? r.path : r.host + r.path);
 }
+} // namespace
 
-unsigned HttpServer::hits(const std::string& path) const
+unsigned HttpServer::hits(const std::string& key) const
 {
-    unsigned n = 0;
-    for (const auto& r : requests_)
-        if (r.path == path)
-            ++n;
-    return n;
+    return static_cast<unsigned>(
+        std::count_if(requests_.begin(), requests_.end(), [&](const HttpRequest& r) { return matches(r, key); }));
 }
 
-std::optional<HttpRequest> HttpServer::lastRequest(const std::string& path) const
+std::optional<HttpRequest> HttpServer::last(const std::string& key) const
 {
     for (auto it = requests_.rbegin(); it != requests_.rend(); ++it)
-        if (it->path == path)
+        if (matches(*it, key))
             return *it;
     return std::nullopt;
 }
 
-void HttpServer::handle(SoupServer*, void* message, const char* path, void*, void* data)
+void HttpServer::onRequest(SoupServer*, SoupServerMessage* msg, const char* path, void*, void* data)
 {
     auto* self = static_cast<HttpServer*>(data);
-    auto* msg = static_cast<SoupServerMessage*>(message);
     SoupMessageHeaders* in = soup_server_message_get_request_headers(msg);
-    HttpRequest req;
-    req.path = path ? path : "";
-    const char* query = g_uri_get_query(soup_server_message_get_uri(msg));
-    req.query = query ? query : "";
-    const char* cookie = soup_message_headers_get_one(in, "Cookie");
-    req.cookie = cookie ? cookie : "";
-    const char* agent = soup_message_headers_get_one(in, "User-Agent");
-    req.userAgent = agent ? agent : "";
-    self->requests_.push_back(req);
+    auto header = [in](const char* name) {
+        const char* v = soup_message_headers_get_one(in, name);
+        return std::string(v ? v : "");
+    };
+    GUri* uri = soup_server_message_get_uri(msg);
+    HttpRequest seen;
+    // A proxy request carries the whole address; a direct one its Host.
+    const char* host = g_uri_get_host(uri);
+    seen.host = (host && std::string(host) != "127.0.0.1") ? host : header("Host");
+    seen.path = path ? path : "";
+    seen.query = g_uri_get_query(uri) ? g_uri_get_query(uri) : "";
+    seen.cookie = header("Cookie");
+    seen.userAgent = header("User-Agent");
+    seen.authorization = header("Authorization");
+    self->requests_.push_back(seen);
 
-    auto it = self->pages_.find(req.path);
+    for (const std::string& key : {seen.host + seen.path, seen.path})
+        if (auto h = self->handlers_.find(key); h != self->handlers_.end() && h->second(msg, seen))
+            return;
+    auto it = self->pages_.find(seen.host + seen.path);
+    if (it == self->pages_.end())
+        it = self->pages_.find(seen.path);
     if (it == self->pages_.end()) {
         soup_server_message_set_status(msg, 404, nullptr);
         soup_server_message_set_response(msg, "text/plain", SOUP_MEMORY_COPY, "not found", 9);
         return;
     }
     const HttpPage& page = it->second;
-    std::string body = page.make ? page.make(req) : page.body;
+    std::string body = page.make ? page.make(seen) : page.body;
     SoupMessageHeaders* out = soup_server_message_get_response_headers(msg);
     soup_message_headers_append(out, "Cache-Control", "no-store");
     for (const auto& [name, value] : page.headers)
@@ -130,70 +135,36 @@ void HttpServer::handle(SoupServer*, void* message, const char* path, void*, voi
     if (page.delay.count() > 0) {
         // A slow page: the answer is held back, the main loop keeps running.
         soup_server_message_pause(msg);
-        g_object_ref(msg);
         g_timeout_add(static_cast<guint>(page.delay.count()), +[](gpointer m) -> gboolean {
             soup_server_message_unpause(static_cast<SoupServerMessage*>(m));
             g_object_unref(m);
             return G_SOURCE_REMOVE;
-        }, msg);
+        }, g_object_ref(msg));
     }
 }
 
-// ------------------------------------------------------------- waiting
-
-void drainEvents()
-{
-    while (g_main_context_pending(nullptr))
-        g_main_context_iteration(nullptr, FALSE);
-}
+// --------------------------------------------------------------- waiting
 
 bool waitUntil(const std::function<bool()>& cond, std::chrono::milliseconds timeout)
 {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (;;) {
-        drainEvents();
-        if (cond())
-            return true;
-        if (std::chrono::steady_clock::now() >= deadline)
-            return false;
-        // Block until something happens, but look again within 5 ms.
-        bool fired = false;
-        guint id = g_timeout_add(5, +[](gpointer f) -> gboolean {
-            *static_cast<bool*>(f) = true;
-            return G_SOURCE_REMOVE;
-        }, &fired);
+    const gint64 deadline
+        = g_get_monotonic_time() + std::chrono::duration_cast<std::chrono::microseconds>(timeout).count();
+    // A ticking source wakes the loop, so the condition is looked at even
+    // when nothing else happens.
+    guint tick = g_timeout_add(5, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+    bool held = cond();
+    while (!held && g_get_monotonic_time() < deadline) {
         g_main_context_iteration(nullptr, TRUE);
-        if (!fired)
-            g_source_remove(id);
+        held = cond();
     }
+    g_source_remove(tick);
+    return held;
 }
 
-std::optional<std::string> evaluateScript(WebKitWebView* view, const std::string& script)
+void drainEvents()
 {
-    struct Answer {
-        bool done = false;
-        std::optional<std::string> value;
-    };
-    // Shared with the callback: it may come after we stopped waiting.
-    auto answer = std::make_shared<Answer>();
-    webkit_web_view_evaluate_javascript(
-        view, script.c_str(), -1, nullptr, nullptr, nullptr,
-        +[](GObject* source, GAsyncResult* result, gpointer data) {
-            std::unique_ptr<std::shared_ptr<Answer>> a(static_cast<std::shared_ptr<Answer>*>(data));
-            GError* error = nullptr;
-            JSCValue* v = webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(source), result, &error);
-            if (v) {
-                char* text = jsc_value_to_string(v);
-                (*a)->value = text ? text : "";
-                g_free(text);
-                g_object_unref(v);
-            }
-            g_clear_error(&error);
-            (*a)->done = true;
-        },
-        new std::shared_ptr<Answer>(answer));
-    waitUntil([&] { return answer->done; }, 5s);
-    return answer->value;
+    for (int i = 0; i < 1000 && g_main_context_pending(nullptr); ++i)
+        g_main_context_iteration(nullptr, FALSE);
 }
 
 std::string runCommand(const std::vector<std::string>& argv, int* status)
@@ -204,11 +175,8 @@ std::string runCommand(const std::vector<std::string>& argv, int* status)
     args.push_back(nullptr);
     gchar* out = nullptr;
     gint wait = -1;
-    GError* error = nullptr;
-    bool ok = g_spawn_sync(nullptr, args.data(), nullptr,
-                           GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_STDERR_TO_DEV_NULL), nullptr, nullptr, &out,
-                           nullptr, &wait, &error);
-    g_clear_error(&error);
+    bool ok = g_spawn_sync(nullptr, args.data(), nullptr, GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_STDERR_TO_DEV_NULL),
+                           nullptr, nullptr, &out, nullptr, &wait, nullptr);
     if (status)
         *status = ok ? wait : -1;
     std::string result = out ? out : "";
@@ -216,23 +184,42 @@ std::string runCommand(const std::vector<std::string>& argv, int* status)
     return result;
 }
 
-// ------------------------------------------------------------- fixture
+// --------------------------------------------------------------- fixture
 
 void GuiTest::SetUp()
 {
-    const char* display = std::getenv("DISPLAY");
-    if (!display || !*display)
-        GTEST_SKIP() << "no DISPLAY: run inside tests/desktop-session";
-    static bool gtkReady = gtk_init_check(nullptr, nullptr);
-    if (!gtkReady)
-        GTEST_SKIP() << "cannot open the display " << display;
+    // The private world first: GLib reads the XDG folders once per process.
     env = std::make_unique<TestEnvironment>();
+    const char* display = std::getenv("DISPLAY");
+    if (!display || !*display || !gtk_init_check(nullptr, nullptr))
+        GTEST_SKIP() << "no display: run inside tests/desktop-session";
     server = std::make_unique<HttpServer>();
+    for (const char* title : {"One", "Two", "Three", "Home"}) {
+        std::string path = std::string("/") + title;
+        std::transform(path.begin(), path.end(), path.begin(), ::tolower);
+        server->route(path, HttpPage::html(title));
+    }
+    server->route("/title", HttpPage::html("Hello page"));
+    server->route("/untitled", HttpPage::html(""));
 }
 
 void GuiTest::TearDown()
 {
-    drainEvents();
+    if (!IsSkipped()) {
+        // Every window goes the way its close button takes it.
+        KTBehaviorManager::sharedManager().setCloseApplication(true);
+        KTSettingsManager::sharedManager().setConfirmColseTabs(false);
+        while (!KTMainWindowController::mainWindows().empty())
+            KTMainWindowController::mainWindows().back()->close();
+        drainEvents();
+        // Dialogs left open by a failed test.
+        GList* tops = gtk_window_list_toplevels();
+        for (GList* l = tops; l; l = l->next)
+            if (GTK_IS_DIALOG(l->data))
+                gtk_widget_destroy(GTK_WIDGET(l->data));
+        g_list_free(tops);
+        drainEvents();
+    }
     server.reset();
     env.reset();
 }
@@ -241,9 +228,7 @@ void GuiTest::copyResource(const std::string& name)
 {
     // Set by ctest; the build's own path when the test is run by hand.
     const char* source = std::getenv("QUILT_SOURCE_DIR");
-    if (!source)
-        source = QUILT_TEST_SOURCE_DIR;
-    auto data = KTFileUtil::read(std::string(source) + "/resources/bundle/" + name);
+    auto data = KTFileUtil::read(std::string(source ? source : QUILT_TEST_SOURCE_DIR) + "/resources/bundle/" + name);
     ASSERT_TRUE(data) << name;
     writeResource(name, *data);
 }
@@ -258,7 +243,246 @@ void GuiTest::writeDataFile(const std::string& name, const KTJson& json)
     env->writeFile(env->dataFolder() + name, json::compact(json));
 }
 
-// ---------------------------------------------------------- app bundle
+KTMainWindowController* GuiTest::newWindow(bool sized)
+{
+    KTMainWindowController* c = KTMainWindowController::create();
+    if (sized)
+        gtk_window_resize(c->window().window(), 1000, 700);
+    c->showWindow();
+    return c;
+}
+
+KTWebViewController* GuiTest::pageOf(KTMainWindowController* window, size_t tab)
+{
+    return window ? window->tabController()->pageAt(tab) : nullptr;
+}
+
+bool GuiTest::waitShown(KTWebViewController* page, const std::string& url)
+{
+    return waitUntil([&] { return page->url() == url && !page->isLoading(); });
+}
+
+bool GuiTest::loadAndWait(KTWebViewController* page, const std::string& url)
+{
+    page->loadRequest(url);
+    return waitShown(page, url);
+}
+
+bool GuiTest::waitLoaded(KTWebViewController* page, const std::string& url)
+{
+    return waitUntil([&] { return page && page->url() == url && !page->isLoading() && !page->title().empty(); });
+}
+
+std::string GuiTest::runJs(KTWebViewController* page, const std::string& script)
+{
+    // Shared with the callback: it may come after we stopped waiting.
+    auto result = std::make_shared<std::optional<std::string>>();
+    webkit_web_view_evaluate_javascript(
+        page->webview(), script.c_str(), -1, nullptr, nullptr, nullptr,
+        [](GObject* source, GAsyncResult* res, gpointer data) {
+            std::unique_ptr<std::shared_ptr<std::optional<std::string>>> r(
+                static_cast<std::shared_ptr<std::optional<std::string>>*>(data));
+            GError* error = nullptr;
+            JSCValue* value = webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(source), res, &error);
+            std::string text;
+            if (value && !jsc_value_is_undefined(value) && !jsc_value_is_null(value)) {
+                char* s = jsc_value_to_string(value);
+                text = s ? s : "";
+                g_free(s);
+            }
+            if (value)
+                g_object_unref(value);
+            g_clear_error(&error);
+            **r = text;
+        },
+        new std::shared_ptr<std::optional<std::string>>(result));
+    waitUntil([&] { return result->has_value(); });
+    return result->value_or("");
+}
+
+bool GuiTest::clickElement(KTWebViewController* page, const std::string& selector,
+                           const std::vector<std::string>& modifiers)
+{
+    std::string at = runJs(page, "(function(){var e=document.querySelector('" + selector
+                                     + "'); if(!e) return ''; var r=e.getBoundingClientRect();"
+                                       " return Math.round(r.left+r.width/2)+','+Math.round(r.top+r.height/2);})()");
+    size_t comma = at.find(',');
+    if (comma == std::string::npos)
+        return false;
+    int x = std::stoi(at.substr(0, comma)), y = std::stoi(at.substr(comma + 1));
+    GtkWidget* view = GTK_WIDGET(page->webview());
+    if (!waitUntil([&] { return gtk_widget_get_mapped(view) && gtk_widget_get_allocated_height(view) > y; }))
+        return false;
+    int ox = 0, oy = 0;
+    gdk_window_get_origin(gtk_widget_get_window(view), &ox, &oy);
+    if (!gtk_widget_get_has_window(view)) {
+        GtkAllocation a;
+        gtk_widget_get_allocation(view, &a);
+        ox += a.x;
+        oy += a.y;
+    }
+    std::vector<std::string> args = {"xdotool", "mousemove", "--sync", std::to_string(ox + x), std::to_string(oy + y)};
+    for (auto& m : modifiers)
+        args.insert(args.end(), {"keydown", m});
+    args.insert(args.end(), {"click", "1"});
+    for (auto it = modifiers.rbegin(); it != modifiers.rend(); ++it)
+        args.insert(args.end(), {"keyup", *it});
+    int status = -1;
+    runCommand(args, &status);
+    return status == 0;
+}
+
+GtkWidget* GuiTest::findMessageDialog(const std::string& text) const
+{
+    GtkWidget* found = nullptr;
+    GList* tops = gtk_window_list_toplevels();
+    for (GList* l = tops; l && !found; l = l->next) {
+        if (!GTK_IS_MESSAGE_DIALOG(l->data) || !gtk_widget_get_visible(GTK_WIDGET(l->data)))
+            continue;
+        char* t = nullptr;
+        g_object_get(l->data, "text", &t, nullptr);
+        if (t && text == t)
+            found = GTK_WIDGET(l->data);
+        g_free(t);
+    }
+    g_list_free(tops);
+    return found;
+}
+
+GtkWidget* GuiTest::waitForMessageDialog(const std::string& text)
+{
+    GtkWidget* found = nullptr;
+    waitUntil([&] { return (found = findMessageDialog(text)) != nullptr; });
+    return found;
+}
+
+GtkWidget* GuiTest::findSaveDialog() const
+{
+    GtkWidget* found = nullptr;
+    GList* tops = gtk_window_list_toplevels();
+    for (GList* l = tops; l && !found; l = l->next)
+        if (GTK_IS_FILE_CHOOSER_DIALOG(l->data) && gtk_widget_get_visible(GTK_WIDGET(l->data)))
+            found = GTK_WIDGET(l->data);
+    g_list_free(tops);
+    return found;
+}
+
+GtkWidget* GuiTest::waitForSaveDialog()
+{
+    GtkWidget* d = nullptr;
+    // Ready once it has taken in its folder, as a user would wait for it.
+    waitUntil([&] {
+        if (!(d = findSaveDialog()))
+            return false;
+        char* folder = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(d));
+        g_free(folder);
+        return folder != nullptr;
+    });
+    return d;
+}
+
+void GuiTest::answerSaveDialog(GtkWidget* dialog, const std::optional<std::string>& path)
+{
+    if (path) {
+        GtkFileChooser* chooser = GTK_FILE_CHOOSER(dialog);
+        gtk_file_chooser_set_current_folder(chooser, KTFileUtil::parentFolder(*path).c_str());
+        gtk_file_chooser_set_current_name(chooser, KTFileUtil::lastComponent(*path).c_str());
+    }
+    gtk_button_clicked(GTK_BUTTON(
+        gtk_dialog_get_widget_for_response(GTK_DIALOG(dialog), path ? GTK_RESPONSE_ACCEPT : GTK_RESPONSE_CANCEL)));
+}
+
+std::string GuiTest::readFile(const std::string& path) { return KTFileUtil::read(path).value_or(""); }
+bool GuiTest::exists(const std::string& path) { return KTFileUtil::exists(path); }
+
+// ------------------------------------------------------- policy fixture
+
+namespace {
+bool testRanInThisProcess = false;
+
+void writeText(const std::string& path, const std::string& text, bool executable = false)
+{
+    KTFileUtil::makeDirectories(KTFileUtil::parentFolder(path));
+    KTFileUtil::writeAtomically(path, text);
+    if (executable)
+        ::chmod(path.c_str(), 0755);
+}
+} // namespace
+
+void PolicyTest::SetUp()
+{
+    if (testRanInThisProcess)
+        GTEST_SKIP() << "one test per process (run through ctest)";
+    testRanInThisProcess = true;
+    GuiTest::SetUp();
+    if (IsSkipped())
+        return;
+    // Recorders: each desktop entry's program appends its arguments to a log.
+    const std::string apps = env->home() + "/.local/share/applications/";
+    struct Recorder {
+        const char *id, *name, *log, *types;
+    };
+    const Recorder recorders[] = {
+        {"quilt-test-browser", "Test Browser", "browser", "x-scheme-handler/http;x-scheme-handler/https;"},
+        {"quilt-test-handler", "Quilt Test Handler", "scheme", "x-scheme-handler/quilttest;"},
+        {"quilt-test-viewer", "Test Viewer", "files", "text/plain;application/pdf;"},
+        {"quilt-test-folders", "Test Folders", "folders", "inode/directory;"},
+    };
+    std::string defaults = "[Default Applications]\n";
+    for (const Recorder& r : recorders) {
+        const std::string script = env->root() + "/records/" + r.log + ".sh";
+        writeText(script,
+                  "#!/bin/sh\nfor a in \"$@\"; do printf '%s\\n' \"$a\" >> '" + env->root() + "/records/" + r.log
+                      + ".log'; done\n",
+                  true);
+        writeText(apps + r.id + ".desktop", std::string("[Desktop Entry]\nType=Application\nName=") + r.name
+                                                + "\nExec=" + script + " %u\nMimeType=" + r.types
+                                                + "\nNoDisplay=true\n");
+        std::istringstream types(r.types);
+        for (std::string type; std::getline(types, type, ';');)
+            defaults += type + "=" + r.id + ".desktop\n";
+    }
+    writeText(env->home() + "/.config/mimeapps.list", defaults);
+    KTFileUtil::makeDirectories(downloadsFolder());
+    // As the creation tool writes it for a new app: scripts on, pages may
+    // open windows ("blockPopupWindoww" is passed to WebKit as it stands).
+    writeDataFile("settings.json",
+                  {{"enableJavaScript", true}, {"blockPopupWindoww", true}, {"downloads", downloadsFolder()}});
+    KTShared<KTSettingsManager>::reset();
+    WebKitNetworkProxySettings* proxy = webkit_network_proxy_settings_new(server->proxyUrl().c_str(), nullptr);
+    webkit_website_data_manager_set_network_proxy_settings(KTWebContext::shared().dataManager(),
+                                                           WEBKIT_NETWORK_PROXY_MODE_CUSTOM, proxy);
+    webkit_network_proxy_settings_free(proxy);
+}
+
+std::vector<std::string> PolicyTest::recorded(const std::string& name) const
+{
+    std::vector<std::string> lines;
+    std::istringstream in(readFile(env->root() + "/records/" + name + ".log"));
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+bool PolicyTest::waitForBrowserUrl(const std::string& url)
+{
+    return waitUntil([&] {
+        auto urls = browserUrls();
+        return std::find(urls.begin(), urls.end(), url) != urls.end();
+    });
+}
+
+void PolicyTest::writeAllowList(bool allowAll, bool allowPatterns, const std::vector<std::string>& patterns,
+                                bool allowSubdomains)
+{
+    writeDataFile("whitelist.json", {{"allowAll", allowAll},
+                                     {"allowPatterns", allowPatterns},
+                                     {"pattern", patterns},
+                                     {"allowSubdomains", allowSubdomains}});
+    KTShared<KTWhiteListManager>::reset();
+}
+
+// ------------------------------------------------------------ real app
 
 std::string AppBundle::templatePath()
 {
@@ -275,8 +499,7 @@ AppBundle::AppBundle(const std::string& folder, const std::string& name)
     uniqueId_ = uuid;
     g_free(uuid);
     // A fresh application id per copy: parallel tests never meet on the bus.
-    std::string suffix = uniqueId_.substr(0, 8);
-    bundleId_ = "org.quilt.e2e." + name + "_" + suffix;
+    bundleId_ = "org.quilt.e2e." + name + "_" + uniqueId_.substr(0, 8);
     KTJson info = KTPlist::readFile(path_ + "/Contents/Info.plist").value_or(KTJson::object());
     info["CFBundleName"] = name;
     info["CFBundleIdentifier"] = bundleId_;
@@ -302,8 +525,6 @@ KTJson AppBundle::readDataFile(const std::string& name) const
     return parsed ? *parsed : KTJson();
 }
 
-// --------------------------------------------------------- app process
-
 AppProcess::AppProcess(const AppBundle& bundle, const std::vector<std::string>& args, const std::string& logPath)
     : logPath_(logPath)
 {
@@ -319,8 +540,7 @@ AppProcess::AppProcess(const AppBundle& bundle, const std::vector<std::string>& 
     GPid pid = 0;
     // Its own process group, so the web processes it starts go with it.
     bool ok = g_spawn_async_with_fds(nullptr, cargs.data(), nullptr, G_SPAWN_DO_NOT_REAP_CHILD,
-                                     +[](gpointer) { ::setpgid(0, 0); }, nullptr, &pid, nullFd, logFd, logFd,
-                                     &error);
+                                     +[](gpointer) { ::setpgid(0, 0); }, nullptr, &pid, nullFd, logFd, logFd, &error);
     if (!ok)
         ADD_FAILURE() << "cannot start " << argv[0] << ": " << (error ? error->message : "");
     g_clear_error(&error);
@@ -333,31 +553,18 @@ AppProcess::~AppProcess()
 {
     if (pid_ <= 0)
         return;
-    if (!exited_) {
-        ::kill(-pid_, SIGKILL);
-        int st = 0;
-        ::waitpid(pid_, &st, 0);
-    } else {
-        // The app is gone; its web processes follow it on their own, but
-        // nothing of this test may outlive it.
-        ::kill(-pid_, SIGKILL);
-    }
-}
-
-void AppProcess::reap(int status)
-{
-    exited_ = true;
-    status_ = status;
+    // Nothing of this test may outlive it, web processes included.
+    ::kill(-pid_, SIGKILL);
+    if (!exited_)
+        ::waitpid(pid_, nullptr, 0);
 }
 
 bool AppProcess::running()
 {
     if (pid_ <= 0 || exited_)
         return false;
-    int st = 0;
-    pid_t r = ::waitpid(pid_, &st, WNOHANG);
-    if (r == pid_)
-        reap(st);
+    if (::waitpid(pid_, &status_, WNOHANG) == pid_)
+        exited_ = true;
     return !exited_;
 }
 
@@ -375,53 +582,30 @@ void AppProcess::signal(int sig)
         ::kill(pid_, sig);
 }
 
-std::string AppProcess::log() const { return KTFileUtil::read(logPath_).value_or(std::string()); }
-
-// -------------------------------------------------------------- windows
-
-namespace {
-std::string classPattern(const std::string& windowClass)
-{
-    std::string p = "^";
-    for (char c : windowClass) {
-        if (c == '.')
-            p += "\\";
-        p += c;
-    }
-    return p + "$";
-}
-} // namespace
+std::string AppProcess::readFile(const std::string& path) { return KTFileUtil::read(path).value_or(""); }
 
 std::vector<std::string> visibleWindows(const std::string& windowClass)
 {
-    std::string out
-        = runCommand({"timeout", "5", "xdotool", "search", "--onlyvisible", "--class", classPattern(windowClass)});
+    std::string pattern = "^";
+    for (char c : windowClass)
+        pattern += (c == '.' ? std::string("\\.") : std::string(1, c));
+    std::istringstream out(
+        runCommand({"timeout", "5", "xdotool", "search", "--onlyvisible", "--class", pattern + "$"}));
     std::vector<std::string> ids;
-    std::string line;
-    for (char c : out) {
-        if (c == '\n') {
-            if (!line.empty())
-                ids.push_back(line);
-            line.clear();
-        } else {
-            line += c;
-        }
-    }
-    if (!line.empty())
-        ids.push_back(line);
+    for (std::string line; std::getline(out, line);)
+        if (!line.empty())
+            ids.push_back(line);
     return ids;
 }
 
 bool typeKeys(const std::string& windowClass, const std::string& keys)
 {
     auto windows = visibleWindows(windowClass);
-    if (windows.empty())
-        return false;
     int status = -1;
-    runCommand({"timeout", "5", "xdotool", "windowactivate", "--sync", windows.front()}, &status);
-    if (status != 0)
-        return false;
-    runCommand({"timeout", "5", "xdotool", "key", "--clearmodifiers", keys}, &status);
+    if (!windows.empty())
+        runCommand({"timeout", "5", "xdotool", "windowactivate", "--sync", windows.front()}, &status);
+    if (status == 0)
+        runCommand({"timeout", "5", "xdotool", "key", "--clearmodifiers", keys}, &status);
     return status == 0;
 }
 

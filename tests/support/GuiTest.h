@@ -1,8 +1,9 @@
 #pragma once
 
-// Shared support of the GUI tests: a real HTTP server on 127.0.0.1, waiting
-// on conditions while the GLib main loop runs, a fixture with a private
-// world per test, and the real DefaultApp run as a separate process.
+// Support of the GUI tests: a real HTTP server on 127.0.0.1 (also the HTTP
+// proxy for any host name), waiting on conditions while the GLib main loop
+// runs, real main windows and pages, recorder desktop entries, and the real
+// DefaultApp run as a separate process.
 
 #include "TestEnvironment.h"
 #include "config/KTJson.h"
@@ -19,7 +20,13 @@
 #include <vector>
 
 typedef struct _SoupServer SoupServer;
-typedef struct _WebKitWebView WebKitWebView;
+typedef struct _SoupServerMessage SoupServerMessage;
+typedef struct _GtkWidget GtkWidget;
+
+namespace quilt {
+class KTMainWindowController;
+class KTWebViewController;
+}
 
 namespace quilt::test {
 
@@ -27,14 +34,10 @@ using namespace std::chrono_literals;
 
 // What the server saw of one request.
 struct HttpRequest {
-    std::string path;
-    std::string query;
-    std::string cookie;
-    std::string userAgent;
+    std::string host, path, query, cookie, userAgent, authorization;
 };
 
-// One response of the test server. `make`, when set, builds the body from
-// the request (pages that echo what they were sent).
+// One answer of the server; `make` builds the body from the request.
 struct HttpPage {
     std::string body;
     std::string contentType = "text/html; charset=utf-8";
@@ -45,52 +48,52 @@ struct HttpPage {
 
     static HttpPage html(const std::string& title, const std::string& body = "");
     static HttpPage bytes(const std::string& body, const std::string& contentType);
-    // A page filled with one colour (CSS colour such as "#12aa5d").
-    static HttpPage solid(const std::string& colour, const std::string& title = "Solid");
+    static HttpPage redirect(const std::string& location);
 };
 
-// A SoupServer on 127.0.0.1 with a free port, serving a table of pages on
-// the default main context: it answers while a test waits in waitUntil.
+// A SoupServer on a free port of 127.0.0.1. Routes are "/path" (any host)
+// or "host/path" (as reached through the proxy); a raw handler can take
+// over a request (streaming, holding the answer back).
 class HttpServer {
 public:
+    // True when the handler answered (or paused) the message.
+    using Handler = std::function<bool(SoupServerMessage* msg, const HttpRequest& request)>;
+
     HttpServer();
     ~HttpServer();
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
-    void route(const std::string& path, HttpPage page);
-    std::string url(const std::string& path) const;
+    void route(const std::string& key, HttpPage page) { pages_[key] = std::move(page); }
+    void handle(const std::string& key, Handler handler) { handlers_[key] = std::move(handler); }
+    std::string url(const std::string& path) const { return proxyUrl() + path; }
+    std::string proxyUrl() const { return "http://127.0.0.1:" + std::to_string(port_); }
     unsigned port() const { return port_; }
 
-    unsigned hits(const std::string& path) const;
+    unsigned hits(const std::string& key) const;
     const std::vector<HttpRequest>& requests() const { return requests_; }
-    std::optional<HttpRequest> lastRequest(const std::string& path) const;
+    std::optional<HttpRequest> last(const std::string& key) const;
 
 private:
-    static void handle(SoupServer*, void* msg, const char* path, void* query, void* self);
+    static void onRequest(SoupServer*, SoupServerMessage* msg, const char* path, void* query, void* self);
 
     SoupServer* server_ = nullptr;
     unsigned port_ = 0;
     std::map<std::string, HttpPage> pages_;
+    std::map<std::string, Handler> handlers_;
     std::vector<HttpRequest> requests_;
 };
 
-// Runs the default main context until cond() holds or the timeout passes;
-// true when it held. Never a fixed sleep: returns as soon as it holds.
-bool waitUntil(const std::function<bool()>& cond, std::chrono::milliseconds timeout = 10s);
-// Handles whatever the main context has pending, without waiting.
+// Runs the main loop until cond() holds or the deadline passes.
+bool waitUntil(const std::function<bool()>& cond, std::chrono::milliseconds timeout = 15s);
+// Lets pending main-loop work run (idle callbacks, deferred closes).
 void drainEvents();
-
-// Runs a script in the page and returns its value as a string (nullopt on
-// an error or when no answer came within 5 s).
-std::optional<std::string> evaluateScript(WebKitWebView* view, const std::string& script);
-
 // Runs a short command line and returns its standard output ("" on failure).
 std::string runCommand(const std::vector<std::string>& argv, int* status = nullptr);
 
-// Fixture for tests that need a display: skips without one, initialises
-// GTK once per process, gives each test a private world (TestEnvironment)
-// and an HTTP server.
+// Skips without a display; a private world (TestEnvironment) and an HTTP
+// server per test; windows made by the test closed as their close button
+// would close them.
 class GuiTest : public ::testing::Test {
 protected:
     void SetUp() override;
@@ -98,18 +101,63 @@ protected:
 
     // Copies a file of resources/bundle into the test bundle's resources.
     void copyResource(const std::string& name);
-    // Writes a file of the test bundle's resources.
     void writeResource(const std::string& name, const std::string& content);
     // Writes a data-folder JSON file before its store is first used.
     void writeDataFile(const std::string& name, const KTJson& json);
+
+    // A main window, shown, with its first (empty) page; a browser's size
+    // when `sized` (the application is not there to give it one).
+    KTMainWindowController* newWindow(bool sized = false);
+    KTWebViewController* pageOf(KTMainWindowController* window, size_t tab = 0);
+    bool waitShown(KTWebViewController* page, const std::string& url);
+    bool loadAndWait(KTWebViewController* page, const std::string& url);
+    // Shown, stopped loading and titled.
+    bool waitLoaded(KTWebViewController* page, const std::string& url);
+    // JavaScript in the main frame; the result as text ("" for null, on error).
+    std::string runJs(KTWebViewController* page, const std::string& script);
+    // A real click (X input) on the element's centre with modifiers held.
+    bool clickElement(KTWebViewController* page, const std::string& selector,
+                      const std::vector<std::string>& modifiers = {});
+
+    GtkWidget* findMessageDialog(const std::string& text) const;
+    GtkWidget* waitForMessageDialog(const std::string& text);
+    GtkWidget* findSaveDialog() const;
+    GtkWidget* waitForSaveDialog();
+    // Saves under `path` as the user would, or cancels (nullopt).
+    void answerSaveDialog(GtkWidget* dialog, const std::optional<std::string>& path);
+
+    static std::string readFile(const std::string& path);
+    static bool exists(const std::string& path);
 
     std::unique_ptr<TestEnvironment> env;
     std::unique_ptr<HttpServer> server;
 };
 
-// A copy of the build's template bundle (build/DefaultApp.app) with its own
-// name, bundle identifier (the application id, hence the window class) and
-// unique id, ready to be run as the real app.
+// Pages reach every host name through the server as proxy; the default
+// browser and the handlers of a test scheme, text files and folders are
+// recorder desktop entries; one test per process (WebKit's session and
+// GLib's XDG folders are per process).
+class PolicyTest : public GuiTest {
+protected:
+    void SetUp() override;
+
+    std::vector<std::string> browserUrls() const { return recorded("browser"); }
+    std::vector<std::string> schemeHandlerUrls() const { return recorded("scheme"); }
+    std::vector<std::string> openedFiles() const { return recorded("files"); }
+    std::vector<std::string> openedFolders() const { return recorded("folders"); }
+    bool waitForBrowserUrl(const std::string& url);
+
+    // The allow-list as the preferences would write it, loaded afresh.
+    void writeAllowList(bool allowAll, bool allowPatterns, const std::vector<std::string>& patterns,
+                        bool allowSubdomains = false);
+    std::string downloadsFolder() const { return env->root() + "/downloads"; }
+
+private:
+    std::vector<std::string> recorded(const std::string& name) const;
+};
+
+// A copy of the build's template bundle with its own name, bundle
+// identifier (the application id, hence the window class) and unique id.
 class AppBundle {
 public:
     AppBundle(const std::string& folder, const std::string& name);
@@ -119,8 +167,7 @@ public:
     const std::string& bundleIdentifier() const { return bundleId_; }
     const std::string& uniqueId() const { return uniqueId_; }
     std::string executable() const { return path_ + "/Contents/MacOS/DefaultApp"; }
-    // The data folder under the current $XDG_DATA_HOME.
-    std::string dataFolder() const;
+    std::string dataFolder() const; // under the current $XDG_DATA_HOME
     void writeDataFile(const std::string& name, const KTJson& json) const;
     KTJson readDataFile(const std::string& name) const;
 
@@ -128,8 +175,8 @@ private:
     std::string path_, bundleId_, uniqueId_;
 };
 
-// The real app as a child process, with its output in a log file. Killed
-// (with its web processes) if still running when the object goes.
+// The real app as a child process in its own process group, output in a
+// log file; killed with its web processes if still running at the end.
 class AppProcess {
 public:
     AppProcess(const AppBundle& bundle, const std::vector<std::string>& args, const std::string& logPath);
@@ -139,13 +186,12 @@ public:
 
     pid_t pid() const { return pid_; }
     bool running();
-    // Waits (running the main loop) for the exit; its status in *status.
     bool waitExit(std::chrono::milliseconds timeout, int* status = nullptr);
     void signal(int sig);
-    std::string log() const;
+    std::string log() const { return readFile(logPath_); }
 
 private:
-    void reap(int status);
+    static std::string readFile(const std::string& path);
     pid_t pid_ = -1;
     bool exited_ = false;
     int status_ = 0;

@@ -71,58 +71,10 @@ TEST(QuiltCreateIconMaker, GeneratedIconIsARoundedSquareWithAWhiteInitial)
     EXPECT_EQ(whiteEdge, 0);
 }
 
-TEST(QuiltCreateIconMaker, ColourFollowsTheSiteAndSitesDiffer)
-{
-    auto a = KTIconMaker::colorForSeed("example.org");
-    auto b = KTIconMaker::colorForSeed("example.org");
-    EXPECT_EQ(a.red, b.red);
-    EXPECT_EQ(a.green, b.green);
-    EXPECT_EQ(a.blue, b.blue);
-    std::set<std::tuple<double, double, double>> seen;
-    for (const char* site : {"example.org", "github.com", "google.com", "wikipedia.org", "mozilla.org", "debian.org",
-                             "gnome.org", "kde.org"}) {
-        auto c = KTIconMaker::colorForSeed(site);
-        seen.insert({c.red, c.green, c.blue});
-        // White text must stay readable: no light backgrounds.
-        EXPECT_LT(0.299 * c.red + 0.587 * c.green + 0.114 * c.blue, 0.6) << site;
-    }
-    EXPECT_GE(seen.size(), 4u);
-}
-
-TEST(QuiltCreateIconMaker, InitialIsTheFirstLetterOrDigit)
-{
-    EXPECT_EQ(KTIconMaker::initialOf("example.org"), "E");
-    EXPECT_EQ(KTIconMaker::initialOf("\xc3\xb6lm\xc3\xbchle"), "\xc3\x96"); // ölmühle -> Ö
-    EXPECT_EQ(KTIconMaker::initialOf("127.0.0.1"), "1");
-    EXPECT_EQ(KTIconMaker::initialOf("--my app"), "M");
-    EXPECT_EQ(KTIconMaker::initialOf("--"), "?");
-    EXPECT_EQ(KTIconMaker::initialOf("\xff"), "?");
-}
-
 class QuiltCreateIconFiles : public testing::Test {
 protected:
     quilt::test::TestEnvironment env;
 };
-
-TEST_F(QuiltCreateIconFiles, OddShapedPicturesAreCentredOnASquare)
-{
-    auto wide = GRef<GdkPixbuf>::adopt(gdk_pixbuf_new(GDK_COLORSPACE_RGB, FALSE, 8, 300, 100));
-    gdk_pixbuf_fill(wide.get(), 0xff0000ff);
-    const std::string path = env.root() + "/wide.jpg";
-    ASSERT_TRUE(gdk_pixbuf_save(wide.get(), path.c_str(), "jpeg", nullptr, nullptr));
-
-    std::string error;
-    auto icon = KTIconMaker::loadImage(path, &error);
-    ASSERT_TRUE(icon) << error;
-    EXPECT_EQ(gdk_pixbuf_get_width(icon.get()), 512);
-    EXPECT_EQ(gdk_pixbuf_get_height(icon.get()), 512);
-    EXPECT_EQ(pixelAt(icon.get(), 256, 10).a, 0);  // above the picture
-    EXPECT_EQ(pixelAt(icon.get(), 256, 500).a, 0); // below it
-    Pixel centre = pixelAt(icon.get(), 256, 256);
-    EXPECT_EQ(centre.a, 255);
-    EXPECT_GT(centre.r, 240);
-    EXPECT_LT(centre.g, 20);
-}
 
 TEST_F(QuiltCreateIconFiles, UnreadablePicturesAreRefusedWithTheirPath)
 {

@@ -88,21 +88,6 @@ TEST_F(QuiltCreateApps, ListShowsEveryMadeAppAndRemoveTakesThemAway)
     EXPECT_EQ(r.out, "");
 }
 
-TEST_F(QuiltCreateApps, RemoveAsksWhichWhenTwoAppsShareAName)
-{
-    const std::string one = make({"--url", "https://example.org", "--name", "Twin"});
-    const std::string two = make({"--url", "https://example.org", "--name", "Twin", "--dest", env.root() + "/elsewhere"});
-    EXPECT_NE(bundleIdOf(one), bundleIdOf(two));
-    auto r = tool({"--remove", "Twin"});
-    EXPECT_EQ(r.exitCode, 2);
-    EXPECT_NE(r.err.find("--dest"), std::string::npos) << r.err;
-    EXPECT_TRUE(KTFileUtil::exists(one) && KTFileUtil::exists(two));
-    r = tool({"--remove", "Twin", "--dest", env.root() + "/elsewhere/"});
-    EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_TRUE(KTFileUtil::exists(one));
-    EXPECT_FALSE(KTFileUtil::exists(two));
-}
-
 TEST_F(QuiltCreateApps, MadeAppOpensItsSiteAndKeepsToItFromTheFirstStart)
 {
     const std::string bundle
@@ -176,41 +161,6 @@ TEST_F(QuiltCreateApps, UserScriptBecomesTheBundlesFirstRule)
     // The template's own rules file is untouched.
     EXPECT_EQ(env.readFile(std::string(QUILT_TEMPLATE_BUNDLE) + "/Contents/Resources/Scripts/userscripts.json"),
               env.readFile(bundle + "/Contents/Resources/DefaultApp.app/Contents/Resources/Scripts/userscripts.json"));
-}
-
-TEST_F(QuiltCreateApps, TemplateIsFoundBesideTheToolOrWhereTheUserSays)
-{
-    // No --template: the build's DefaultApp.app next to tools/.
-    const std::string bundle = make({"--url", "https://example.org"});
-    EXPECT_TRUE(KTFileUtil::exists(bundle + "/Contents/MacOS/DefaultApp"));
-
-    ::setenv("QUILT_TEMPLATE", env.root().c_str(), 1);
-    auto r = tool({"--url", "https://other.example"});
-    ::unsetenv("QUILT_TEMPLATE");
-    EXPECT_EQ(r.exitCode, 2);
-    EXPECT_NE(r.err.find("QUILT_TEMPLATE"), std::string::npos) << r.err;
-
-    // A made app used as the template gives the same layout, not a copy of the app.
-    const std::string second = make({"--url", "https://second.example", "--template", bundle});
-    EXPECT_TRUE(KTFileUtil::exists(second + "/Contents/Resources/DefaultApp.app/Contents/MacOS/DefaultApp"));
-    EXPECT_FALSE(KTFileUtil::exists(second + "/Contents/Resources/DefaultApp.app/Contents/Resources/DefaultApp.app"));
-    EXPECT_FALSE(KTFileUtil::exists(
-        second + "/Contents/Resources/DefaultApp.app/Contents/Resources/QuiltCreationToolSettings.plist"));
-    EXPECT_NE(uniqueIdOf(second), uniqueIdOf(bundle));
-}
-
-TEST_F(QuiltCreateApps, HelpAndVersion)
-{
-    auto r = tool({"--help"});
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.out.rfind("Usage:", 0), 0u);
-    for (const char* option : {"--url", "--name", "--icon", "--window-size", "--opacity", "--allow", "--allow-all",
-                               "--status-bar-option", "--user-script", "--script-pattern", "--enterprise", "--dest",
-                               "--list", "--remove", "--purge", "--force", "--template"})
-        EXPECT_NE(r.out.find(option), std::string::npos) << option;
-    r = tool({"--version"});
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_EQ(r.out, "quilt-create " + KTAppCreator::version() + "\n");
 }
 
 // The made app's own executable, started as a launcher would start it, must

@@ -83,21 +83,6 @@ TEST_F(QuiltCreate, MakesACompleteBundle)
     EXPECT_EQ(config["whiteListAllowAll"], false);
     EXPECT_EQ(config["whiteListAllowPatterns"], true);
     EXPECT_EQ(config["whiteListPatterns"], (KTJson{"://example.org/", ".example.org/"}));
-
-    // The icon: a real ICNS with 128 and 512 px PNGs.
-    auto icns = KTFileUtil::read(c + "/Resources/AppIcon.icns");
-    ASSERT_TRUE(icns);
-    auto elements = KTIcns::decode(*icns);
-    ASSERT_TRUE(elements);
-    std::map<std::string, int> widths;
-    for (const auto& e : *elements)
-        widths[e.type] = pngWidth(e.data);
-    EXPECT_EQ(widths["ic07"], 128);
-    EXPECT_EQ(widths["ic09"], 512);
-    GdkPixbuf* largest = KTIcns::readLargest(c + "/Resources/AppIcon.icns");
-    ASSERT_TRUE(largest);
-    EXPECT_EQ(gdk_pixbuf_get_width(largest), 512);
-    g_object_unref(largest);
 }
 
 TEST_F(QuiltCreate, WritesAValidLauncher)
@@ -374,46 +359,6 @@ TEST_F(QuiltCreate, FailureLeavesNoHalfMadeApp)
     EXPECT_EQ(entries(appsFolder()), std::vector<std::string>{});
     EXPECT_EQ(desktopFiles(), std::vector<std::string>{});
     EXPECT_EQ(entries(dataHome() + "/icons/hicolor/512x512/apps"), std::vector<std::string>{});
-}
-
-TEST_F(QuiltCreate, FailedReplacementKeepsTheOldApp)
-{
-    const std::string bundle = make({"--url", "https://old.example.org/", "--name", "Site"});
-    const std::string uid = uniqueIdOf(bundle);
-    const std::string data = dataFolderOf(uid);
-    env.writeFile(bundle + "/Contents/Resources/marker", "old bundle");
-    const std::string oldSettings = env.readFile(data + "/settings.json");
-    const std::string oldList = env.readFile(data + "/whitelist.json");
-    const std::string desktop = applicationsFolder() + "/" + bundleIdOf(bundle) + ".desktop";
-    const std::string oldDesktop = env.readFile(desktop);
-    const std::string icon = dataHome() + "/icons/hicolor/512x512/apps/" + bundleIdOf(bundle) + ".png";
-    const std::string oldIcon = env.readFile(icon);
-
-    // The launcher, written last, cannot replace a folder: every earlier
-    // step must be taken back.
-    ::unlink(desktop.c_str());
-    env.writeFile(desktop + "/blocker", "x");
-    auto r = tool({"--url", "https://new.example.com/", "--name", "Site", "--force", "--icon",
-                   file("red.svg", R"(<svg xmlns="http://www.w3.org/2000/svg" width="8" height="8">)"
-                                   R"(<rect width="8" height="8" fill="red"/></svg>)")});
-    EXPECT_EQ(r.exitCode, 1) << r.err;
-    ASSERT_EQ(r.errLines().size(), 1u) << r.err;
-    EXPECT_NE(r.err.find("desktop entry"), std::string::npos) << r.err;
-
-    EXPECT_EQ(env.readFile(bundle + "/Contents/Resources/marker"), "old bundle");
-    EXPECT_EQ(uniqueIdOf(bundle), uid);
-    EXPECT_EQ(plist(bundle + "/Contents/Resources/QuiltCreationToolSettings.plist")["URL"], "https://old.example.org/");
-    EXPECT_EQ(env.readFile(data + "/settings.json"), oldSettings);
-    EXPECT_EQ(env.readFile(data + "/whitelist.json"), oldList);
-    EXPECT_EQ(env.readFile(icon), oldIcon);
-    EXPECT_EQ(entries(appsFolder()), std::vector<std::string>{"Site.app"});
-
-    // Once the way is clear, the same command goes through.
-    KTFileUtil::removeTree(desktop);
-    make({"--url", "https://new.example.com/", "--name", "Site", "--force"});
-    EXPECT_FALSE(KTFileUtil::exists(bundle + "/Contents/Resources/marker"));
-    EXPECT_EQ(uniqueIdOf(bundle), uid);
-    EXPECT_NE(env.readFile(desktop), oldDesktop);
 }
 
 } // namespace

@@ -150,12 +150,6 @@ TEST_P(NavigationDecisionTest, DecidesAsTheTableSays)
 INSTANTIATE_TEST_SUITE_P(Table, NavigationDecisionTest, testing::ValuesIn(kCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST(NavigationPolicy, WithoutJudgeEverythingGoesToBrowser)
-{
-    auto d = KTNavigationPolicy::decide(req("https://site.example/"), KTNavigationPolicy::Judge{});
-    EXPECT_EQ(d.action, Action::OpenInDefaultBrowser);
-}
-
 TEST(NavigationPolicy, UsesTheRealAllowList)
 {
     test::TestEnvironment env;
@@ -215,17 +209,6 @@ TEST(NavigationPolicy, UrlToJudge)
     EXPECT_EQ(KTNavigationPolicy::urlToJudge("https://v.w.x.y/", std::string("https://x.y/")), "https://v.w.x.y/");
 }
 
-TEST(NavigationPolicy, CommandClickIsControlAlone)
-{
-    std::set<int> commandClicks;
-    for (int bits = 0; bits < 16; ++bits) {
-        KTModifiers m{bool(bits & 1), bool(bits & 2), bool(bits & 4), bool(bits & 8)};
-        if (KTNavigationPolicy::isCommandClick(m))
-            commandClicks.insert(bits);
-    }
-    EXPECT_EQ(commandClicks, std::set<int>{1});
-}
-
 TEST(NavigationPolicy, WebAddressPrefixes)
 {
     EXPECT_TRUE(KTNavigationPolicy::isWebAddress("http://a"));
@@ -235,28 +218,6 @@ TEST(NavigationPolicy, WebAddressPrefixes)
     EXPECT_FALSE(KTNavigationPolicy::isWebAddress("https:"));
     EXPECT_FALSE(KTNavigationPolicy::isWebAddress(" https://a"));
     EXPECT_FALSE(KTNavigationPolicy::isWebAddress("ftp://a"));
-}
-
-TEST(NavigationPolicy, OtherAppDisplayName)
-{
-    struct {
-        const char* display;
-        const char* path;
-        const char* expected;
-    } cases[] = {
-        {"Mail Client", "/usr/share/applications/org.example.Mail.desktop", "Mail Client"},
-        {"", "/Applications/Mailer.app", "Mailer"},
-        {"", "/Applications/Mailer.app/", "Mailer"},
-        {"", "/usr/share/applications/mail-client.desktop", "mail-client"},
-        // Every occurrence of the extension goes.
-        {"", "/opt/Tool.app.app", "Tool"},
-        {"", "/usr/bin/mutt", "mutt"},
-        {"", "", ""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.path);
-        EXPECT_EQ(KTNavigationPolicy::otherAppDisplayName(c.display, c.path), c.expected);
-    }
 }
 
 } // namespace

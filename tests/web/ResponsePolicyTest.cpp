@@ -139,28 +139,4 @@ TEST(ExtractFileName, HostileValuesNeverCrash)
     EXPECT_EQ(KTResponsePolicy::extractFileName("filenamefilename"), "");
 }
 
-TEST(ResponsePolicy, LastPathComponent)
-{
-    const std::pair<const char*, const char*> cases[] = {
-        {"https://h/a/b.pdf", "b.pdf"},  {"https://h/a/b.pdf?x=1#f", "b.pdf?x=1#f"},
-        {"https://h/a/", "a"},           {"https://h", "h"},
-        {"https://h/", "h"},             {"/", "/"},
-        {"", ""},                        {"name", "name"},
-    };
-    for (const auto& [text, expected] : cases) {
-        SCOPED_TRACE(text);
-        EXPECT_EQ(KTResponsePolicy::lastPathComponent(text), expected);
-    }
-}
-
-TEST(ResponsePolicy, PercentDecoding)
-{
-    EXPECT_EQ(KTResponsePolicy::removePercentEncoding("a%20b%2Fc"), "a b/c");
-    EXPECT_EQ(KTResponsePolicy::removePercentEncoding("%e2%82%ac"), "€");
-    EXPECT_EQ(KTResponsePolicy::removePercentEncoding("plain"), "plain");
-    EXPECT_EQ(KTResponsePolicy::removePercentEncoding("end%"), std::nullopt);
-    EXPECT_EQ(KTResponsePolicy::removePercentEncoding("end%2"), std::nullopt);
-    EXPECT_EQ(KTResponsePolicy::removePercentEncoding("%C3"), std::nullopt); // cut UTF-8 sequence
-}
-
 } // namespace

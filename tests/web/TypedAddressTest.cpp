@@ -74,15 +74,6 @@ TEST(TypedAddress, ShortcutReplacesTextBeforeTheUsualRules)
     EXPECT_EQ(asked, (std::vector<std::string>{"mail", "docs", "empty", "Mail"}));
 }
 
-TEST(TypedAddress, SearchTemplateIsAParameter)
-{
-    EXPECT_EQ(KTTypedAddress::urlToLoad("a b", {}, "https://search.example/find?q=%s&x=1"),
-              "https://https://search.example/find?q=a%20b&x=1");
-    // Only spaces are rewritten; the rest of the text goes in as typed.
-    EXPECT_EQ(KTTypedAddress::urlToLoad("c++&d", {}, "https://s.example/?q=%s"),
-              "https://https://s.example/?q=c++&d");
-}
-
 TEST(TypedAddress, ParseReadsLikeAStrictParser)
 {
     auto p = KTTypedAddress::parse("https://Example.COM:8443/x");
@@ -99,13 +90,6 @@ TEST(TypedAddress, ParseReadsLikeAStrictParser)
     }
     EXPECT_TRUE(KTTypedAddress::parse("a#b"));
     EXPECT_TRUE(KTTypedAddress::parse(""));
-}
-
-TEST(TypedAddress, GoHome)
-{
-    EXPECT_EQ(KTTypedAddress::goHome(false, std::string("https://site.example/")), "https://site.example/");
-    EXPECT_EQ(KTTypedAddress::goHome(true, std::string("https://site.example/")), std::nullopt);
-    EXPECT_EQ(KTTypedAddress::goHome(false, std::nullopt), std::nullopt);
 }
 
 } // namespace

@@ -41,28 +41,6 @@ TEST(UserAgents, TableWithForcedVersions)
     EXPECT_EQ(agents.webkitVersion(), "610.4.3.1.7");
 }
 
-TEST(UserAgents, FirefoxCarriesOnlyMajorAndMinor)
-{
-    KTAgentVersions v = exampleSystem();
-    v.osMajor = 11;
-    v.osMinor = 2;
-    v.osPatch = 3;
-    KTUserAgents agents(v);
-    auto firefox = agents.agentNamed("Firefox-Mac");
-    ASSERT_TRUE(firefox);
-    EXPECT_NE(firefox->find("Intel Mac OS X 11.2;"), std::string::npos) << *firefox;
-    EXPECT_EQ(firefox->find("11_2_3"), std::string::npos);
-    EXPECT_NE(agents.agentNamed("Safari-Mac")->find("Intel Mac OS X 11_2_3)"), std::string::npos);
-}
-
-TEST(UserAgents, MissingVersionsPrintAsNull)
-{
-    KTAgentVersions v;
-    KTUserAgents agents(v);
-    EXPECT_EQ(*agents.agentNamed("Safari-Mac"), "Mozilla/5.0 (Macintosh; Intel Mac OS X 10_15_7) AppleWebKit/(null) "
-                                                "(KHTML, like Gecko) Version/(null) Safari/(null)");
-}
-
 TEST(UserAgents, DerivedFromWebKitGTKVersion)
 {
     // What WebKitGTK 2.50's own default agent carries: AppleWebKit/605.1.15,
@@ -85,55 +63,6 @@ TEST(UserAgents, DerivedFromWebKitGTKVersion)
         EXPECT_EQ(KTUserAgents::getSafariVersion(v.major, v.minor, v.micro), v.safari);
         EXPECT_EQ(KTUserAgents::getWebkitVerion(v.major, v.minor, v.micro), "605.1.15");
     }
-}
-
-TEST(UserAgents, AgentNameForNewPage)
-{
-    struct {
-        bool mobile;
-        std::optional<std::string> stored;
-        const char* name;
-    } cases[] = {
-        {false, std::nullopt, "Safari-Mac"}, {false, std::string(""), "Safari-Mac"},
-        {false, std::string("Chrome-Mac"), "Chrome-Mac"}, {false, std::string("Netscape"), "Netscape"},
-        {true, std::string("Chrome-Mac"), "iPhone"}, {true, std::nullopt, "iPhone"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.stored.value_or("(missing)") + (c.mobile ? " mobile" : ""));
-        EXPECT_EQ(KTUserAgents::agentNameForNewPage(c.mobile, c.stored), c.name);
-    }
-}
-
-TEST(UserAgents, LastUserAgentFromRealDefaults)
-{
-    test::TestEnvironment env;
-    const std::string path = env.root() + "/defaults.ini";
-    KTUserAgents agents = KTUserAgents::forWebKitGTK(2, 50, 6);
-    {
-        KTUserDefaults defaults(path);
-        // Missing key: the Safari agent.
-        EXPECT_EQ(agents.agentForNewPage(false, defaults), agents.agentNamed("Safari-Mac"));
-        KTUserAgents::setLastUserAgent(defaults, "Firefox-Mac");
-    }
-    // The choice survives into the next run.
-    KTUserDefaults reread(path);
-    EXPECT_EQ(reread.stringForKey("lastUserAnget"), "Firefox-Mac");
-    EXPECT_EQ(agents.agentForNewPage(false, reread), agents.agentNamed("Firefox-Mac"));
-    EXPECT_EQ(agents.agentForNewPage(true, reread), agents.agentNamed("iPhone"));
-    // A name not in the table gives no agent: the engine's default stays.
-    reread.setString("lastUserAnget", "Lynx");
-    EXPECT_EQ(agents.agentForNewPage(false, reread), std::nullopt);
-    reread.setString("lastUserAnget", "");
-    EXPECT_EQ(agents.agentForNewPage(false, reread), agents.agentNamed("Safari-Mac"));
-}
-
-TEST(UserAgents, SetUserAgentsReplacesTheTable)
-{
-    KTUserAgents agents(exampleSystem());
-    agents.setUserAgents({{"Custom", "Agent/1.0"}});
-    EXPECT_EQ(agents.names(), std::vector<std::string>{"Custom"});
-    EXPECT_EQ(agents.agentNamed("Safari-Mac"), std::nullopt);
-    EXPECT_EQ(agents.agentNamed("Custom"), "Agent/1.0");
 }
 
 } // namespace

@@ -31,28 +31,6 @@ protected:
     test::TestEnvironment env;
 };
 
-TEST(NumericCompare, OrdersNumbersByValue)
-{
-    struct {
-        const char* a;
-        const char* b;
-        int sign;
-    } cases[] = {
-        {"Rule 9", "Rule 10", -1}, {"Rule 2", "Rule 10", -1}, {"Rule 10", "Rule 10", 0},
-        {"a", "b", -1},            {"a", "a1", -1},           {"a10b", "a10c", -1},
-        {"a2b", "a10a", -1},       {"x100", "x99", 1},        {"B", "a", -1}, // case-sensitive
-        {"1", "01", 1},            {"007", "7", -1},          {"", "a", -1},
-        {"v1.10", "v1.9", 1},      {"99999999999999999999999", "100000000000000000000000", -1},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.a) + " vs " + c.b);
-        int r = KTScriptsManager::numericCompare(c.a, c.b);
-        EXPECT_EQ((r > 0) - (r < 0), c.sign);
-        int back = KTScriptsManager::numericCompare(c.b, c.a);
-        EXPECT_EQ((back > 0) - (back < 0), -c.sign);
-    }
-}
-
 TEST(RulePatterns, FindPatternThatContains)
 {
     KTRule rule("R", 1);
@@ -137,60 +115,6 @@ TEST_F(UserScripts, FindScriptForSkipsDisabledRulesOnly)
     store.addPatternForRuleState("*example*", "Docs", 1);
     EXPECT_EQ(store.findScriptFor("https://mail.example/"), "mail()");
     EXPECT_EQ(store.findScriptFor("https://mail.example/"), "mail()");
-}
-
-TEST_F(UserScripts, EditingOperations)
-{
-    KTScriptsManager store(scriptsPath());
-    store.addRuleState("A", 1);
-    store.addPatternForRuleState("p1", "A", 1);
-    store.addScriptForRule("text", "A");
-    // Unknown rules are ignored quietly.
-    store.addPatternForRuleState("p", "Nope", 1);
-    store.addScriptForRule("x", "Nope");
-    store.setStateForRule(1, "Nope");
-    EXPECT_EQ(store.rulesArray(), std::vector<std::string>{"A"});
-    EXPECT_EQ(store.getRuleState("Nope"), 0);
-    EXPECT_EQ(store.scriptForRule("Nope"), std::nullopt);
-    EXPECT_EQ(store.patternsNamesForRule("Nope"), std::nullopt);
-
-    store.setStateForRuleForPattern(0, "A", "p1");
-    EXPECT_EQ(store.getPatternStateForRulule("p1", "A"), 0);
-    store.renamePatternToNameForRule("p1", "p2", "A");
-    EXPECT_EQ(store.patternsNamesForRule("A"), std::vector<std::string>{"p2"});
-    store.removePatternFromRule("p2", "A");
-    EXPECT_EQ(store.patternsNamesForRule("A"), std::vector<std::string>{});
-
-    store.renameRuleToName("A", "B");
-    EXPECT_EQ(store.rulesArray(), std::vector<std::string>{"B"});
-    EXPECT_EQ(store.scriptForRule("B"), "text");
-    EXPECT_EQ(store.findRule("B")->name, "B");
-    // Adding a rule of an existing name starts it afresh.
-    store.addRuleState("B", 0);
-    EXPECT_EQ(store.scriptForRule("B"), "");
-    EXPECT_EQ(store.getRuleState("B"), 0);
-    store.removeRule("B");
-    EXPECT_TRUE(store.rules().empty());
-}
-
-TEST_F(UserScripts, NamesSortNumerically)
-{
-    KTScriptsManager store(scriptsPath());
-    std::vector<std::string> names;
-    for (int row = 0; row <= 11; ++row)
-        names.push_back("Rule " + std::to_string(row));
-    std::vector<std::string> shuffled = names;
-    std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(7));
-    for (const auto& n : shuffled)
-        store.addRuleState(n, 1);
-    for (const auto& n : shuffled)
-        store.addPatternForRuleState("*domain_" + n.substr(5) + "*", "Rule 1", 1);
-    EXPECT_EQ(store.rulesArray(), names);
-    auto patterns = store.patternsNamesForRule("Rule 1");
-    ASSERT_TRUE(patterns);
-    ASSERT_EQ(patterns->size(), 12u);
-    EXPECT_EQ((*patterns)[9], "*domain_9*");
-    EXPECT_EQ((*patterns)[10], "*domain_10*");
 }
 
 TEST_F(UserScripts, SaveAndLoadRoundTrip)
@@ -278,52 +202,6 @@ TEST_F(UserScripts, CorruptOrOddFilesKeepWhatIsThere)
     EXPECT_TRUE(log.lines().empty());
 }
 
-TEST_F(UserScripts, UnwritableBundleFileIsOnlyLogged)
-{
-    // Root ignores permission bits, so the bundle is made unwritable the way
-    // that holds for everyone: where "Scripts" should be there is a file.
-    const std::string blocker = env.bundlePath() + "/Contents/Resources/Scripts";
-    env.writeFile(blocker, "not a folder");
-    KTScriptsManager store(scriptsPath());
-    store.addRuleState("A", 1);
-    test::LogCapture log;
-    EXPECT_FALSE(store.saveJson());
-    EXPECT_EQ(log.lines().size(), 1u);
-    EXPECT_EQ(env.readFile(blocker), "not a folder");
-    // The rules stay in memory.
-    EXPECT_EQ(store.rulesArray(), std::vector<std::string>{"A"});
-}
-
-TEST_F(UserScripts, UnwritableTargetLeavesTheOldFile)
-{
-    // A file that cannot be replaced: its path is a non-empty folder.
-    KTFileUtil::makeDirectories(scriptsPath() + "/inside");
-    KTScriptsManager store(scriptsPath());
-    store.addRuleState("A", 1);
-    test::LogCapture log;
-    EXPECT_FALSE(store.saveJson());
-    EXPECT_GE(log.lines().size(), 1u);
-    EXPECT_TRUE(KTFileUtil::isDirectory(scriptsPath() + "/inside"));
-}
-
-TEST_F(UserScripts, SharedManagersUseTheirOwnFiles)
-{
-    EXPECT_EQ(KTScriptsManager::sharedManager().getJsonPath(), scriptsPath());
-    EXPECT_EQ(KTStylesManager::sharedManager().getJsonPath(), env.dataFolder() + "/userstyles.json");
-    EXPECT_EQ(&KTScriptsManager::sharedManager(), &KTScriptsManager::sharedManager());
-
-    // A style saved by the shared store is found by the next process's store.
-    auto& styles = KTStylesManager::sharedManager();
-    styles.addRuleState("Dark", 1);
-    styles.addPatternForRuleState("*site.example*", "Dark", 1);
-    styles.addScriptForRule("body { background: black; }", "Dark");
-    ASSERT_TRUE(styles.saveJson());
-    KTShared<KTStylesManager>::reset();
-    EXPECT_EQ(KTStylesManager::sharedManager().findScriptFor("https://site.example/"), "body { background: black; }");
-    // The scripts store did not see the style.
-    EXPECT_EQ(KTScriptsManager::sharedManager().findScriptFor("https://site.example/"), std::nullopt);
-}
-
 TEST(StyleWrapper, WrapsCssAsOneLiteralLine)
 {
     const std::string wrapped = KTStylesManager::wrapStyle("a {\ncolor: red;\n}");
@@ -341,14 +219,6 @@ TEST(StyleWrapper, WrapsCssAsOneLiteralLine)
     EXPECT_EQ(wrapped, expected);
     // Nothing else is escaped: a backtick goes in as it is.
     EXPECT_NE(KTStylesManager::wrapStyle("a::after { content: '`'; }").find("content: '`'"), std::string::npos);
-}
-
-TEST(StyleWrapper, FontStyle)
-{
-    EXPECT_EQ(KTStylesManager::fontStyle("Helvetica", 13),
-              "h1, h2, h3, p, a {\nfont-family: Helvetica;\nfont-size: 13.000000px;\n}");
-    EXPECT_EQ(KTStylesManager::fontStyle("DejaVu Sans", 10.5),
-              "h1, h2, h3, p, a {\nfont-family: DejaVu Sans;\nfont-size: 10.500000px;\n}");
 }
 
 } // namespace

@@ -1,13 +1,13 @@
-// Real main windows: what closing means, the confirmation alert, the title,
-// the appearance, the hidden title bar with its corner buttons, the address
-// entry and the frame string.
+// Real main windows: what closing the last one means, and the confirmation
+// alert before closing several tabs.
 
-#include "support/WindowTest.h"
+#include "support/GuiTest.h"
 
-#include "config/KTNotificationCenter.h"
-#include "config/KTRect.h"
+#include "config/KTBehaviorManager.h"
+#include "config/KTSettingsManager.h"
+#include "windows/KTMainWindowController.h"
 
-#include <regex>
+#include <gtk/gtk.h>
 
 namespace quilt::test {
 namespace {
@@ -67,7 +67,7 @@ private:
     bool done_ = false;
 };
 
-class MainWindowTest : public WindowTest {};
+class MainWindowTest : public GuiTest {};
 
 // ------------------------------------------------------------- closing
 
@@ -141,121 +141,6 @@ INSTANTIATE_TEST_SUITE_P(Tabs, MainWindowConfirmTest,
                                            ConfirmCase {"AlertClosedOtherwise", 3, GTK_RESPONSE_DELETE_EVENT, true,
                                                         false}),
                          [](const auto& info) { return std::string(info.param.name); });
-
-// --------------------------------------------------------- look, title
-
-struct TitleCase {
-    const char* name;
-    bool hideTitle;
-    const char* title;
-};
-
-class MainWindowTitleTest : public MainWindowTest, public ::testing::WithParamInterface<TitleCase> {};
-
-TEST_P(MainWindowTitleTest, TitleIsTheAppNameOrOneBlank)
-{
-    writeDataFile("settings.json", {{"hideTitle", GetParam().hideTitle}});
-    KTMainWindowController* window = newWindow();
-    EXPECT_STREQ(gtk_window_get_title(window->window().window()), GetParam().title);
-    EXPECT_EQ(window->titleText(), GetParam().title);
-}
-
-INSTANTIATE_TEST_SUITE_P(Settings, MainWindowTitleTest,
-                         ::testing::Values(TitleCase {"Shown", false, "Test"}, TitleCase {"Hidden", true, " "}),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-struct AppearanceCase {
-    const char* name;
-    unsigned appearance;
-    bool dark; // the system's choice was dark before the window came
-};
-
-class MainWindowAppearanceTest : public MainWindowTest, public ::testing::WithParamInterface<AppearanceCase> {};
-
-TEST_P(MainWindowAppearanceTest, AppearanceOneAndTwoChooseOthersFollowTheSystem)
-{
-    g_object_set(gtk_settings_get_default(), "gtk-application-prefer-dark-theme", TRUE, nullptr);
-    writeDataFile("settings.json", {{"appearance", GetParam().appearance}});
-    newWindow();
-    gboolean dark = FALSE;
-    g_object_get(gtk_settings_get_default(), "gtk-application-prefer-dark-theme", &dark, nullptr);
-    EXPECT_EQ(bool(dark), GetParam().dark);
-}
-
-INSTANTIATE_TEST_SUITE_P(Settings, MainWindowAppearanceTest,
-                         ::testing::Values(AppearanceCase {"Zero", 0, true}, AppearanceCase {"Light", 1, false},
-                                           AppearanceCase {"Dark", 2, true}, AppearanceCase {"Three", 3, true}),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-// ------------------------------------------------- hidden title bar
-
-TEST_F(MainWindowTest, HiddenTitlebarButtonsAppearOnlyUnderThePointer)
-{
-    writeDataFile("settings.json", {{"hideTitlebar", true}});
-    KTMainWindowController* controller = newWindow();
-    KTMainWindow& window = controller->window();
-    // Placed as the application places its windows.
-    const KTRect frame {100, 100, 800, 600};
-    window.setFrame(frame);
-    ASSERT_TRUE(waitUntil([&] { return window.frame() == frame; }, 5s)) << window.frame().toString();
-    ASSERT_TRUE(window.titlebarVisibilityHidden());
-    EXPECT_FALSE(gtk_widget_get_visible(GTK_WIDGET(window.headerBar())));
-    GtkWidget* corner = window.buttonWrapperView();
-    ASSERT_TRUE(corner);
-    ASSERT_TRUE(waitUntil([&] { return gtk_widget_get_mapped(corner); }));
-    EXPECT_FALSE(window.buttonsShown());
-
-    // The real pointer, moved by the X server's test extension.
-    GtkWidget* top = GTK_WIDGET(window.window());
-    int x = 0, y = 0, cx = 0, cy = 0;
-    gdk_window_get_origin(gtk_widget_get_window(top), &x, &y);
-    ASSERT_TRUE(gtk_widget_translate_coordinates(corner, top, 0, 0, &cx, &cy));
-    auto move = [](int px, int py) {
-        runCommand({"timeout", "5", "xdotool", "mousemove", std::to_string(px), std::to_string(py)});
-    };
-    move(x + cx + 5, y + cy + 5);
-    EXPECT_TRUE(waitUntil([&] { return window.buttonsShown(); }, 5s));
-    move(x + cx + 300, y + cy + 200);
-    EXPECT_TRUE(waitUntil([&] { return !window.buttonsShown(); }, 5s));
-
-    // Back to the normal title bar: every window follows the notification.
-    KTNotificationCenter::defaultCenter().post("TitlebarVisibilityChangeNotification", {},
-                                               KTJson {{"TitlebarVisibility", false}});
-    EXPECT_FALSE(window.titlebarVisibilityHidden());
-    EXPECT_TRUE(gtk_widget_get_visible(GTK_WIDGET(window.headerBar())));
-}
-
-// ------------------------------------------------- address entry, frame
-
-TEST_F(MainWindowTest, AddressEntryFollowsThePageAndOpensWhatIsTyped)
-{
-    KTMainWindowController* window = newWindow();
-    window->tabController()->addNewTab(); // the toolbar with the entry shows
-    GtkEntry* entry = GTK_ENTRY(window->urlTextField());
-    gtk_entry_set_text(entry, server->url("/one").c_str());
-    gtk_widget_activate(GTK_WIDGET(entry));
-    KTWebViewController* page = window->tabController()->selectedWebViewController();
-    ASSERT_TRUE(waitLoaded(page, server->url("/one")));
-
-    window->tabController()->selectTabAt(0);
-    window->tabController()->pageAt(0)->loadRequest(server->url("/two"));
-    ASSERT_TRUE(waitLoaded(window->tabController()->pageAt(0), server->url("/two")));
-    EXPECT_EQ(std::string(gtk_entry_get_text(entry)), server->url("/two"));
-    window->tabController()->selectTabAt(1);
-    EXPECT_EQ(std::string(gtk_entry_get_text(entry)), server->url("/one"));
-}
-
-TEST_F(MainWindowTest, FrameRoundTripsThroughItsString)
-{
-    KTMainWindowController* window = newWindow();
-    KTRect wanted {120, 90, 640, 480};
-    window->window().setFrame(KTRect::fromString(wanted.toString()));
-    EXPECT_TRUE(waitUntil([&] { return window->window().frame() == wanted; }, 5s))
-        << window->window().frame().toString();
-    EXPECT_TRUE(std::regex_match(window->window().frame().toString(),
-                                 std::regex(R"(\{\{-?\d+, -?\d+\}, \{\d+, \d+\}\})")))
-        << window->window().frame().toString();
-}
 
 } // namespace
 } // namespace quilt::test

@@ -27,29 +27,6 @@ KTTabModel visited()
     return m;
 }
 
-TEST(TabModelTest, AddingKeepsTheSelectionAndInsertsWhereAsked)
-{
-    KTTabModel m;
-    m.select(m.add());
-    m.add();
-    EXPECT_EQ(m.stateString(), "0* 1");
-    m.add(1);
-    EXPECT_EQ(m.stateString(), "0* 2 1");
-    m.add(99);
-    EXPECT_EQ(m.stateString(), "0* 2 1 3");
-}
-
-TEST(TabModelTest, SelectingMovesATabToTheEndOfTheRecentOrder)
-{
-    KTTabModel m = visited();
-    EXPECT_EQ(m.stateString(), "0 1 2 3*");
-    EXPECT_EQ(mru(m), "0 2 1 3");
-    m.select(2);
-    EXPECT_EQ(mru(m), "0 1 3 2");
-    m.select(42); // not a tab: nothing changes
-    EXPECT_EQ(m.stateString(), "0 1 2* 3");
-}
-
 TEST(TabModelTest, ClosingWithReturnToPriorChoosesThePreviouslySelectedTab)
 {
     KTTabModel m = visited();
@@ -74,28 +51,6 @@ TEST(TabModelTest, ClosingWithoutReturnToPriorLeavesTheRecentOrderAlone)
     auto next = m.willClose(2, true);
     ASSERT_TRUE(next);
     EXPECT_EQ(*next, 1);
-}
-
-TEST(TabModelTest, LastTabClosingHasNoSuccessor)
-{
-    KTTabModel m;
-    m.select(m.add());
-    EXPECT_FALSE(m.willClose(0, true));
-    m.remove(0);
-    EXPECT_EQ(m.stateString(), "");
-    EXPECT_FALSE(m.selected());
-}
-
-TEST(TabModelTest, MovingReordersWithoutChangingSelection)
-{
-    KTTabModel m = visited();
-    m.move(3, 0);
-    EXPECT_EQ(m.stateString(), "3* 0 1 2");
-    m.move(0, 10);
-    EXPECT_EQ(m.stateString(), "3* 1 2 0");
-    EXPECT_EQ(m.indexOf(0), 3u);
-    m.move(7, 0); // unknown id
-    EXPECT_EQ(m.stateString(), "3* 1 2 0");
 }
 
 } // namespace
