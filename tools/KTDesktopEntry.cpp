@@ -75,7 +75,7 @@ std::string KTDesktopEntry::toData() const
 {
     KeyFile file(g_key_file_new(), g_key_file_free);
     GKeyFile* f = file.get();
-    // GKeyFile escapes the values of string keys as the specification wants.
+    // GKeyFile escapes the values of string keys as desktop entries require.
     g_key_file_set_string(f, kGroup, "Type", "Application");
     // 1.4: the newest version the validators of Debian 12 know; nothing here needs more.
     g_key_file_set_string(f, kGroup, "Version", "1.4");
