@@ -3,6 +3,7 @@
 #include "KTContentBlocker.h"
 #include "KTPageHooks.h"
 #include "KTScriptMessageHandler.h"
+#include "KTStylesManager.h"
 #include "KTWebContext.h"
 #include "config/KTBehaviorManager.h"
 #include "config/KTFileManager.h"
@@ -162,7 +163,7 @@ void KTWebViewController::observeNotifications()
     });
     on("refreshFont", [](KTWebViewController* self, const KTNotification&) {
         if (auto font = KTSettingsManager::sharedManager().standardFont())
-            self->loadCssToWebView(fontCss(font->family, font->size));
+            self->loadCssToWebView(KTStylesManager::fontStyle(font->family, font->size));
         else
             self->refresh();
     });
@@ -303,7 +304,7 @@ void KTWebViewController::onLoadChanged(WebKitLoadEvent event)
         scheduleRefreshTimer(true);
         loadUserScripts();
         if (auto font = settings.standardFont())
-            loadCssToWebView(fontCss(font->family, font->size));
+            loadCssToWebView(KTStylesManager::fontStyle(font->family, font->size));
         setCurrentZoomFactor(KTWebPageZoomManager::sharedManager().zoomValue().value_or(1.0));
         break;
     case WEBKIT_LOAD_FINISHED: {
@@ -366,32 +367,6 @@ void KTWebViewController::scheduleRefreshTimer(bool replace)
     }, this));
 }
 
-std::string KTWebViewController::wrapStyle(const std::string& css)
-{
-    std::string oneLine;
-    for (char c : css) {
-        if (c == '\n')
-            oneLine += "\\\n";
-        else
-            oneLine += c;
-    }
-    return "(function() {var css = `" + oneLine
-        + "`;\nif (typeof GM_addStyle != \"undefined\") {\n    GM_addStyle(css);\n} else if (typeof PRO_addStyle != "
-          "\"undefined\") {\n    PRO_addStyle(css);\n} else if (typeof addStyle != \"undefined\") {\n    "
-          "addStyle(css);\n} else {\n    var node = document.createElement(\"style\");\n    node.type = "
-          "\"text/css\";\n    node.appendChild(document.createTextNode(css));\n    var heads = "
-          "document.getElementsByTagName(\"head\");\n    if (heads.length > 0) {\n        "
-          "heads[0].appendChild(node);\n    } else {\n        // no head yet, stick it whereever\n        "
-          "document.documentElement.appendChild(node);\n    }\n}\n})();";
-}
-
-std::string KTWebViewController::fontCss(const std::string& family, double size)
-{
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "%fpx", size);
-    return "h1, h2, h3, p, a {\nfont-family: " + family + ";\nfont-size: " + buf + ";\n}";
-}
-
 void KTWebViewController::loadUserScripts()
 {
     WebKitUserContentManager* ucm = contentManager_.get();
@@ -406,7 +381,7 @@ void KTWebViewController::loadUserScripts()
         webkit_user_script_unref(s);
     };
     if (auto css = KTPageHooks::userStyleFor(current))
-        add(wrapStyle(*css));
+        add(KTStylesManager::wrapStyle(*css));
     if (auto script = KTPageHooks::userScriptFor(current))
         add(*script);
 }
@@ -415,7 +390,7 @@ void KTWebViewController::loadCssToWebView(const std::optional<std::string>& css
 {
     if (!css)
         return;
-    webkit_web_view_evaluate_javascript(webview_, wrapStyle(*css).c_str(), -1, nullptr, nullptr, nullptr, nullptr,
+    webkit_web_view_evaluate_javascript(webview_, KTStylesManager::wrapStyle(*css).c_str(), -1, nullptr, nullptr, nullptr, nullptr,
                                         nullptr);
 }
 
@@ -490,11 +465,8 @@ void KTWebViewController::setCustomUserAgent(const std::optional<std::string>& a
 
 void KTWebViewController::clearCache()
 {
-    std::string error;
-    std::string cache = KTFileManager::getWebCachePath();
-    if (!KTFileUtil::exists(cache))
-        return;
-    // Only the HTTP caches: the compiled rule list and favicons stay.
+    // Through the engine, not by deleting its folder under the running
+    // network process; the compiled rule list and favicons stay.
     webkit_web_context_clear_cache(KTWebContext::shared().context());
 }
 

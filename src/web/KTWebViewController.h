@@ -98,11 +98,6 @@ public:
     // How many times the page was reloaded by the refresh timer (tests).
     unsigned refreshTicks() const { return refreshTicks_; }
 
-    // The user style of a page wrapped into a script that adds a <style>.
-    static std::string wrapStyle(const std::string& css);
-    // "h1, h2, h3, p, a {...}" for the standard font.
-    static std::string fontCss(const std::string& family, double size);
-
 private:
     void build(WebKitWebView* relatedTo);
     void applyPreferences();
