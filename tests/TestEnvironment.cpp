@@ -19,8 +19,18 @@
 #include "web/KTStylesManager.h"
 #include "web/KTWhiteListManager.h"
 
+#include <algorithm>
+#include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
 #include <glib.h>
+#include <spawn.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <thread>
+
+extern char** environ;
 
 namespace quilt::test {
 
@@ -136,6 +146,92 @@ size_t LogCapture::count(const std::string& prefix) const
         if (l.rfind(prefix, 0) == 0)
             ++n;
     return n;
+}
+
+bool waitUntil(const std::function<bool()>& cond, std::chrono::milliseconds timeout)
+{
+    const gint64 deadline
+        = g_get_monotonic_time() + std::chrono::duration_cast<std::chrono::microseconds>(timeout).count();
+    // A ticking source wakes the loop so that cond() is looked at even when
+    // nothing else happens.
+    guint tick = g_timeout_add(5, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+    bool held = cond();
+    while (!held && g_get_monotonic_time() < deadline) {
+        g_main_context_iteration(nullptr, TRUE);
+        held = cond();
+    }
+    g_source_remove(tick);
+    return held;
+}
+
+std::vector<std::string> folderEntries(const std::string& path)
+{
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (const auto& e : std::filesystem::directory_iterator(path, ec))
+        names.push_back(e.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+static std::vector<std::string> linesOf(const std::string& text)
+{
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        out.push_back(line);
+    return out;
+}
+
+std::vector<std::string> ProgramResult::outLines() const { return linesOf(out); }
+std::vector<std::string> ProgramResult::errLines() const { return linesOf(err); }
+
+ProgramResult runProgram(const std::vector<std::string>& argv, std::chrono::milliseconds timeout,
+                         const std::function<bool()>& stopWhen)
+{
+    char tmpl[] = "/tmp/quilt-run-XXXXXX";
+    const std::string folder = ::mkdtemp(tmpl);
+    posix_spawn_file_actions_t io;
+    posix_spawn_file_actions_init(&io);
+    posix_spawn_file_actions_addopen(&io, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&io, 1, (folder + "/out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&io, 2, (folder + "/err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    std::vector<char*> args;
+    for (const auto& a : argv)
+        args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    pid_t pid = -1;
+    const int rc = ::posix_spawnp(&pid, args[0], &io, nullptr, args.data(), environ);
+    posix_spawn_file_actions_destroy(&io);
+    ProgramResult r;
+    if (rc != 0) {
+        ADD_FAILURE() << "cannot start " << argv[0];
+        KTFileUtil::removeTree(folder);
+        return r;
+    }
+    int status = 0;
+    auto reapedBy = [&](std::chrono::steady_clock::time_point deadline, bool watch) {
+        while (::waitpid(pid, &status, WNOHANG) != pid) {
+            if (std::chrono::steady_clock::now() >= deadline || (watch && stopWhen && stopWhen()))
+                return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return true;
+    };
+    const auto now = [] { return std::chrono::steady_clock::now(); };
+    r.exited = reapedBy(now() + timeout, true);
+    if (!r.exited) {
+        ::kill(pid, SIGTERM);
+        if (!reapedBy(now() + std::chrono::seconds(10), false)) {
+            ::kill(pid, SIGKILL);
+            ::waitpid(pid, &status, 0);
+        }
+    }
+    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    r.out = KTFileUtil::read(folder + "/out").value_or("");
+    r.err = KTFileUtil::read(folder + "/err").value_or("");
+    KTFileUtil::removeTree(folder);
+    return r;
 }
 
 } // namespace quilt::test

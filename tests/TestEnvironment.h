@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -52,5 +54,27 @@ public:
 private:
     std::vector<std::string> lines_;
 };
+
+// Runs the thread's default main loop until cond() holds or the timeout
+// passes; returns whether it held.
+bool waitUntil(const std::function<bool()>& cond, std::chrono::milliseconds timeout = std::chrono::seconds(15));
+
+// Names in a folder (dot files too), sorted; empty when it does not exist.
+std::vector<std::string> folderEntries(const std::string& path);
+
+struct ProgramResult {
+    bool exited = false; // by itself, before the timeout or stopWhen
+    int exitCode = -1;   // 128 + signal when killed by one
+    std::string out, err;
+    std::vector<std::string> outLines() const;
+    std::vector<std::string> errLines() const;
+};
+
+// Runs a program with this process's environment (the test's HOME) and
+// waits for it; when it outlives the timeout or stopWhen() holds, it gets
+// SIGTERM, then SIGKILL.
+ProgramResult runProgram(const std::vector<std::string>& argv,
+                         std::chrono::milliseconds timeout = std::chrono::seconds(60),
+                         const std::function<bool()>& stopWhen = {});
 
 } // namespace quilt::test

@@ -2,13 +2,10 @@
 # built program end to end (it finds the template beside itself).
 if(TARGET quilt-create)
   quilt_add_test(quilt_create_tests
-    tools/ToolRunner.cpp
-    tools/QuiltCreateFixture.cpp
     tools/KTSiteAddressTest.cpp
     tools/KTDesktopEntryTest.cpp
     tools/KTIconMakerTest.cpp
     tools/QuiltCreateTest.cpp
-    tools/QuiltCreateAppsTest.cpp
   )
   target_link_libraries(quilt_create_tests PRIVATE quilt_create_lib)
   target_include_directories(quilt_create_tests PRIVATE ${CMAKE_CURRENT_LIST_DIR}/tools)

@@ -6,13 +6,10 @@
 
 #include "config/KTShellDelegate.h"
 
-#include <glib.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <csignal>
-#include <filesystem>
-#include <functional>
 #include <string>
 #include <sys/resource.h>
 #include <vector>
@@ -66,25 +63,6 @@ private:
     void note(const std::string& name, bool v) { note(name, std::string(v ? "1" : "0")); }
 };
 
-// Runs the thread's default main context until done() holds or the deadline
-// passes; true when done() held.
-inline bool runMainContextUntil(const std::function<bool()>& done, unsigned timeoutMs = 20000)
-{
-    bool expired = false;
-    guint timer = g_timeout_add(
-        timeoutMs,
-        [](gpointer flag) -> gboolean {
-            *static_cast<bool*>(flag) = true;
-            return G_SOURCE_REMOVE;
-        },
-        &expired);
-    while (!done() && !expired)
-        g_main_context_iteration(nullptr, TRUE);
-    if (!expired)
-        g_source_remove(timer);
-    return done();
-}
-
 // Makes every write past `bytes` fail with EFBIG, as a full disk would. The
 // tests run as root, so folder permissions cannot provoke a failed write;
 // this limit can.
@@ -110,16 +88,5 @@ private:
     rlimit old_{};
     void (*oldHandler_)(int) = SIG_DFL;
 };
-
-// Names of the entries of a folder, sorted.
-inline std::vector<std::string> folderEntries(const std::string& path)
-{
-    std::vector<std::string> names;
-    std::error_code ec;
-    for (const auto& e : std::filesystem::directory_iterator(path, ec))
-        names.push_back(e.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 } // namespace quilt::test

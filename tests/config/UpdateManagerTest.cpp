@@ -71,7 +71,7 @@ protected:
     // Runs the main loop until every queued update has reported back.
     bool waitForUpdates(KTUpdateManager& m)
     {
-        return runMainContextUntil([&] { return m.pendingOperations() == 0; });
+        return waitUntil([&] { return m.pendingOperations() == 0; }, std::chrono::seconds(20));
     }
 
     TestEnvironment env;

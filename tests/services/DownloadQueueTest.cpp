@@ -138,13 +138,8 @@ TEST_F(DownloadQueueTest, ProgressAndRowStates)
     std::vector<double> reported;
     op->setProgressHandler([&](double p) { reported.push_back(p); });
 
-    // Running, nothing received yet.
-    auto row = op->rowState();
-    EXPECT_TRUE(row.progressShown);
-    EXPECT_TRUE(row.cancelShown);
-    EXPECT_FALSE(row.statusShown);
-    EXPECT_FALSE(row.showInFolderShown);
-    EXPECT_TRUE(row.byteCountShown);
+    using Row = KTDownloadOperation::RowState;
+    EXPECT_EQ(op->rowState(), (Row{true, false, "", true, false, true, "0 bytes", 0.0}));
     EXPECT_EQ(op->getProgress(), 0.0);
 
     op->didReceiveData(250, 1000);
@@ -163,14 +158,8 @@ TEST_F(DownloadQueueTest, ProgressAndRowStates)
     op->didFinish();
     EXPECT_EQ(reported, (std::vector<double>{25.0, -1.0, 100.0, 100.0}));
 
-    row = op->rowState();
-    EXPECT_FALSE(row.progressShown);
-    EXPECT_TRUE(row.statusShown);
-    EXPECT_EQ(row.statusText, "Downloaded");
-    EXPECT_FALSE(row.cancelShown);
-    EXPECT_TRUE(row.showInFolderShown);
-    EXPECT_TRUE(row.byteCountShown);
-    EXPECT_EQ(row.byteCountText, "1.0\u00a0kB"); // GLib keeps number and unit together
+    // GLib keeps number and unit together.
+    EXPECT_EQ(op->rowState(), (Row{false, true, "Downloaded", false, true, true, "1.0\u00a0kB", 100.0}));
 }
 
 TEST_F(DownloadQueueTest, CancelledAndFailedRows)
@@ -184,12 +173,8 @@ TEST_F(DownloadQueueTest, CancelledAndFailedRows)
     cancelled->didReceiveData(20, 100); // after the cancel: no report
     EXPECT_TRUE(reported.empty());
 
-    KTDownloadOperation::RowState expected;
-    expected.statusShown = true;
-    expected.statusText = "Canceled";
-    expected.byteCountText = "10 bytes";
-    expected.progress = 10.0;
-    EXPECT_EQ(cancelled->rowState(), expected);
+    EXPECT_EQ(cancelled->rowState(),
+              (KTDownloadOperation::RowState{false, true, "Canceled", false, false, false, "10 bytes", 10.0}));
     EXPECT_FALSE(cancelled->opensFileWhenSelected());
 
     failed->didReceiveData(40, 100);

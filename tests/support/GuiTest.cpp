@@ -145,43 +145,10 @@ void HttpServer::onRequest(SoupServer*, SoupServerMessage* msg, const char* path
 
 // --------------------------------------------------------------- waiting
 
-bool waitUntil(const std::function<bool()>& cond, std::chrono::milliseconds timeout)
-{
-    const gint64 deadline
-        = g_get_monotonic_time() + std::chrono::duration_cast<std::chrono::microseconds>(timeout).count();
-    // A ticking source wakes the loop, so the condition is looked at even
-    // when nothing else happens.
-    guint tick = g_timeout_add(5, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
-    bool held = cond();
-    while (!held && g_get_monotonic_time() < deadline) {
-        g_main_context_iteration(nullptr, TRUE);
-        held = cond();
-    }
-    g_source_remove(tick);
-    return held;
-}
-
 void drainEvents()
 {
     for (int i = 0; i < 1000 && g_main_context_pending(nullptr); ++i)
         g_main_context_iteration(nullptr, FALSE);
-}
-
-std::string runCommand(const std::vector<std::string>& argv, int* status)
-{
-    std::vector<char*> args;
-    for (const auto& a : argv)
-        args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    gchar* out = nullptr;
-    gint wait = -1;
-    bool ok = g_spawn_sync(nullptr, args.data(), nullptr, GSpawnFlags(G_SPAWN_SEARCH_PATH | G_SPAWN_STDERR_TO_DEV_NULL),
-                           nullptr, nullptr, &out, nullptr, &wait, nullptr);
-    if (status)
-        *status = ok ? wait : -1;
-    std::string result = out ? out : "";
-    g_free(out);
-    return result;
 }
 
 // --------------------------------------------------------------- fixture
@@ -327,9 +294,7 @@ bool GuiTest::clickElement(KTWebViewController* page, const std::string& selecto
     args.insert(args.end(), {"click", "1"});
     for (auto it = modifiers.rbegin(); it != modifiers.rend(); ++it)
         args.insert(args.end(), {"keyup", *it});
-    int status = -1;
-    runCommand(args, &status);
-    return status == 0;
+    return runProgram(args, 5s).exitCode == 0;
 }
 
 GtkWidget* GuiTest::findMessageDialog(const std::string& text) const
@@ -589,24 +554,17 @@ std::vector<std::string> visibleWindows(const std::string& windowClass)
     std::string pattern = "^";
     for (char c : windowClass)
         pattern += (c == '.' ? std::string("\\.") : std::string(1, c));
-    std::istringstream out(
-        runCommand({"timeout", "5", "xdotool", "search", "--onlyvisible", "--class", pattern + "$"}));
-    std::vector<std::string> ids;
-    for (std::string line; std::getline(out, line);)
-        if (!line.empty())
-            ids.push_back(line);
+    auto ids = runProgram({"xdotool", "search", "--onlyvisible", "--class", pattern + "$"}, 5s).outLines();
+    std::erase(ids, "");
     return ids;
 }
 
 bool typeKeys(const std::string& windowClass, const std::string& keys)
 {
     auto windows = visibleWindows(windowClass);
-    int status = -1;
-    if (!windows.empty())
-        runCommand({"timeout", "5", "xdotool", "windowactivate", "--sync", windows.front()}, &status);
-    if (status == 0)
-        runCommand({"timeout", "5", "xdotool", "key", "--clearmodifiers", keys}, &status);
-    return status == 0;
+    return !windows.empty()
+        && runProgram({"xdotool", "windowactivate", "--sync", windows.front()}, 5s).exitCode == 0
+        && runProgram({"xdotool", "key", "--clearmodifiers", keys}, 5s).exitCode == 0;
 }
 
 } // namespace quilt::test

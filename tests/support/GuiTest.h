@@ -84,12 +84,8 @@ private:
     std::vector<HttpRequest> requests_;
 };
 
-// Runs the main loop until cond() holds or the deadline passes.
-bool waitUntil(const std::function<bool()>& cond, std::chrono::milliseconds timeout = 15s);
 // Lets pending main-loop work run (idle callbacks, deferred closes).
 void drainEvents();
-// Runs a short command line and returns its standard output ("" on failure).
-std::string runCommand(const std::vector<std::string>& argv, int* status = nullptr);
 
 // Skips without a display; a private world (TestEnvironment) and an HTTP
 // server per test; windows made by the test closed as their close button

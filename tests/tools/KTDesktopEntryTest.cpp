@@ -1,6 +1,5 @@
 #include "KTDesktopEntry.h"
 #include "TestEnvironment.h"
-#include "ToolRunner.h"
 #include "config/KTFileUtil.h"
 
 #include <gio/gdesktopappinfo.h>
