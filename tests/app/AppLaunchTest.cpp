@@ -37,9 +37,9 @@ protected:
     {
         writeDataFile("restore.json",
                       {{"version", 1.1},
-                       {"window0", {{"url", KTJson(urls({"/a", "/b"}))}, {"windowFrame", frames[0]}}},
-                       {"window1", {{"url", KTJson(urls({"/c"}))}, {"windowFrame", frames[1]}}},
-                       {"window2", {{"url", KTJson(urls({"/d", "/e"}))}, {"windowFrame", frames[2]}}}});
+                       {"window0", {{"url", urls({"/a", "/b"})}, {"windowFrame", frames[0]}}},
+                       {"window1", {{"url", urls({"/c"})}, {"windowFrame", frames[1]}}},
+                       {"window2", {{"url", urls({"/d", "/e"})}, {"windowFrame", frames[2]}}}});
     }
     void writeBehavior(bool restore, bool tabsInsteadOfWindows)
     {
@@ -75,9 +75,9 @@ protected:
         ASSERT_TRUE(ctx.ran) << "the application never came up as the primary instance";
     }
 
-    static std::vector<std::string> urlsOf(size_t window)
+    static KTJson urlsOf(size_t window)
     {
-        return KTMainWindowController::mainWindows()[window]->tabController()->getOpenedUrls();
+        return KTJson(KTMainWindowController::mainWindows()[window]->tabController()->getOpenedUrls());
     }
     bool waitAllLoaded(const std::vector<std::string>& paths)
     {
@@ -92,13 +92,7 @@ protected:
             return true;
         });
     }
-    std::vector<std::string> urls(std::initializer_list<const char*> paths)
-    {
-        std::vector<std::string> out;
-        for (const char* p : paths)
-            out.push_back(server->url(p));
-        return out;
-    }
+    KTJson urls(std::initializer_list<const char*> paths) { return server->urls(paths); }
 
     // Wide enough for the toolbar, which sets a window's smallest width.
     const std::string frames[3] = {"{{40, 30}, {820, 500}}", "{{80, 60}, {800, 480}}", "{{120, 90}, {780, 420}}"};
@@ -117,8 +111,7 @@ TEST_F(LaunchTest, WithoutRestoringOneWindowGoesHomeInTheFirstRecordsFrame)
     });
     EXPECT_EQ(server->hits("/a"), 0u);
     // Not restoring: the file keeps the three records.
-    KTJson file = env->readJson(env->dataFolder() + "restore.json");
-    EXPECT_TRUE(json::lookup(file, "window2"));
+    EXPECT_EQ(restoredUrls(env->readJson(env->dataFolder() + "restore.json")).size(), 3u);
 }
 
 TEST_F(LaunchTest, RestoringWithTabsInsteadOfWindowsGathersEveryTabInOneWindow)
@@ -132,9 +125,8 @@ TEST_F(LaunchTest, RestoringWithTabsInsteadOfWindowsGathersEveryTabInOneWindow)
     });
     EXPECT_EQ(server->hits("/home"), 0u);
     // What quitting recorded: one window holding them all.
-    KTJson file = env->readJson(env->dataFolder() + "restore.json");
-    EXPECT_EQ(file["window0"]["url"], KTJson(urls({"/a", "/b", "/c", "/d", "/e"})));
-    EXPECT_FALSE(json::lookup(file, "window1")) << file.dump();
+    EXPECT_EQ(restoredUrls(env->readJson(env->dataFolder() + "restore.json")),
+              KTJson::array({urls({"/a", "/b", "/c", "/d", "/e"})}));
 }
 
 TEST_F(LaunchTest, RestoringIntoWindowsReopensEachWindowWithItsFrame)
@@ -145,9 +137,8 @@ TEST_F(LaunchTest, RestoringIntoWindowsReopensEachWindowWithItsFrame)
         EXPECT_TRUE(waitAllLoaded({"/a", "/b", "/c", "/d", "/e"}));
         auto& list = KTMainWindowController::mainWindows();
         ASSERT_EQ(list.size(), 3u);
-        EXPECT_EQ(urlsOf(0), urls({"/a", "/b"}));
-        EXPECT_EQ(urlsOf(1), urls({"/c"}));
-        EXPECT_EQ(urlsOf(2), urls({"/d", "/e"}));
+        EXPECT_EQ(KTJson::array({urlsOf(0), urlsOf(1), urlsOf(2)}),
+                  KTJson::array({urls({"/a", "/b"}), urls({"/c"}), urls({"/d", "/e"})}));
         for (size_t i = 0; i < 3; ++i)
             EXPECT_TRUE(waitUntil([&] { return list[i]->window().frame() == KTRect::fromString(frames[i]); }, 5s))
                 << i << ": " << list[i]->window().frame().toString();
@@ -157,9 +148,7 @@ TEST_F(LaunchTest, RestoringIntoWindowsReopensEachWindowWithItsFrame)
         EXPECT_TRUE(waitAllLoaded({"/home"}));
     });
     KTJson file = env->readJson(env->dataFolder() + "restore.json");
-    EXPECT_EQ(file["window0"]["url"], KTJson(urls({"/a", "/b"})));
-    EXPECT_EQ(file["window1"]["url"], KTJson(urls({"/c"})));
-    EXPECT_EQ(file["window2"]["url"], KTJson(urls({"/d", "/e", "/home"})));
+    EXPECT_EQ(restoredUrls(file), KTJson::array({urls({"/a", "/b"}), urls({"/c"}), urls({"/d", "/e", "/home"})}));
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(json::stringFor(file["window" + std::to_string(i)], "windowFrame"), frames[i]);
     EXPECT_DOUBLE_EQ(json::doubleFor(file, "version", 0), 1.1);

@@ -10,6 +10,8 @@
 #include "config/KTSettingsManager.h"
 #include "config/KTShared.h"
 
+#include <tuple>
+
 using namespace quilt;
 using namespace quilt::test;
 
@@ -41,10 +43,8 @@ TEST_F(SettingsTest, AbsentValues)
                    s.blockPopupWindow(), s.blockAds(), s.selectNewTab(), s.returnToPrior(), s.confirmColseTabs(),
                    s.showBookmarkBar(), s.isWindowColorSystem()})
         EXPECT_FALSE(v);
-    EXPECT_EQ(s.windowLevel(), 0);
-    EXPECT_EQ(s.appearance(), 0u);
-    EXPECT_EQ(s.cookiesAllow(), 0u);
-    EXPECT_EQ(s.refreshTimeInterval(), 0.0);
+    EXPECT_EQ(std::make_tuple(s.windowLevel(), s.appearance(), s.cookiesAllow(), s.refreshTimeInterval()),
+              std::make_tuple(0l, 0ul, 0ul, 0.0));
     EXPECT_FALSE(s.getMainUrl());
     EXPECT_FALSE(s.standardFont());
     EXPECT_TRUE(s.windowColor().isSystem());
@@ -113,17 +113,14 @@ TEST_F(SettingsTest, KeysWrittenByteForByteAndReadBack)
     EXPECT_EQ(r.getMainUrl(), "https://app.example");
     EXPECT_TRUE(r.openEmptyPage());
     EXPECT_EQ(r.pathToDownloadsFolder(), "/srv/dl");
-    EXPECT_EQ(r.refreshTimeInterval(), 30.5);
-    EXPECT_EQ(r.windowOpacity(), 0.75);
-    EXPECT_EQ(r.appearance(), 2u);
-    EXPECT_EQ(r.windowLevel(), 3);
-    EXPECT_FALSE(r.windowShadow());
-    EXPECT_FALSE(r.autoWindowColor());
+    EXPECT_EQ(std::make_tuple(r.refreshTimeInterval(), r.windowOpacity(), r.appearance(), r.windowLevel(),
+                              r.cookiesAllow()),
+              std::make_tuple(30.5, 0.75, 2ul, 3l, 2ul));
+    EXPECT_FALSE(r.windowShadow() || r.autoWindowColor());
     for (bool v : {r.hideProgressBar(), r.hideTitle(), r.hidePreferences(), r.hideToolbarButton(), r.hideTitlebar(),
                    r.hideTitleIcon(), r.enablePlugins(), r.enableJavaScript(), r.blockPopupWindow(), r.blockAds(),
                    r.confirmColseTabs(), r.selectNewTab(), r.returnToPrior(), r.showBookmarkBar()})
         EXPECT_TRUE(v);
-    EXPECT_EQ(r.cookiesAllow(), 2u);
     EXPECT_EQ(r.standardFont(), (KTFont{"DejaVu Serif", 13}));
     EXPECT_EQ(r.windowColor(), KTColor::rgb(1, 0.5, 0));
 }
@@ -133,11 +130,9 @@ TEST_F(SettingsTest, FlagsFromOlderWritersUseTruthValues)
     writeSettings(R"({"hideTitle":1,"blockPopupWindoww":"YES","enableJavaScript":0,"openEmptyPage;":1,)"
                   R"("appearance":-1,"hideTitlebar":"false"})");
     auto& s = KTSettingsManager::sharedManager();
-    EXPECT_TRUE(s.hideTitle());
-    EXPECT_TRUE(s.blockPopupWindow());
-    EXPECT_FALSE(s.enableJavaScript());
-    EXPECT_TRUE(s.openEmptyPage());
-    EXPECT_FALSE(s.hideTitlebar());
+    EXPECT_EQ((std::vector<bool>{s.hideTitle(), s.blockPopupWindow(), s.enableJavaScript(), s.openEmptyPage(),
+                                 s.hideTitlebar()}),
+              (std::vector<bool>{true, true, false, true, false}));
     // A 32-bit signed reading widened to unsigned.
     EXPECT_EQ(s.appearance(), static_cast<unsigned long>(static_cast<int32_t>(-1)));
 }
@@ -164,9 +159,7 @@ TEST_F(SettingsTest, CorruptFileLogsTwiceAndIsNeverOverwritten)
     s.setHideTitle(true);
     s.setUrl("https://b.example");
     s.setWindowShadow(false);
-    EXPECT_FALSE(s.hideTitle());
-    EXPECT_TRUE(s.windowShadow());
-    EXPECT_FALSE(s.getMainUrl());
+    EXPECT_TRUE(!s.hideTitle() && s.windowShadow() && !s.getMainUrl());
     s.saveSettings();
     EXPECT_EQ(env.readFile(file()), corrupt);
     KTShared<KTSettingsManager>::reset(); // destruction saves too
@@ -213,8 +206,7 @@ TEST_F(SettingsTest, SaveIconWritesA128PixelIcns)
     EXPECT_EQ(gdk_pixbuf_get_width(decoded.get()), 128);
     EXPECT_EQ(gdk_pixbuf_get_height(decoded.get()), 128);
     const guchar* px = gdk_pixbuf_get_pixels(decoded.get());
-    EXPECT_EQ(px[0], 0xff);
-    EXPECT_EQ(px[1], 0x80);
+    EXPECT_EQ((std::pair<int, int>(px[0], px[1])), (std::pair<int, int>(0xff, 0x80)));
 }
 
 TEST_F(SettingsTest, SaveIconFailureGivesErrorCode2)
@@ -229,9 +221,8 @@ TEST_F(SettingsTest, SaveIconFailureGivesErrorCode2)
         ok = s.saveIconError(image.get(), &error);
     }
     EXPECT_FALSE(ok);
-    EXPECT_EQ(error.code, 2);
-    EXPECT_EQ(error.localizedDescription, "Error creating icon.");
-    EXPECT_EQ(error.domain, QUILT_ERROR_DOMAIN);
+    EXPECT_EQ(std::tie(error.code, error.localizedDescription, error.domain),
+              std::make_tuple(2l, std::string("Error creating icon."), std::string(QUILT_ERROR_DOMAIN)));
     EXPECT_EQ(log.count("Error writing to AppIcon.icns."), 1u);
     EXPECT_EQ(shell.icon, nullptr);
     for (const auto& name : folderEntries(KTBundle::main().resourcePath()))

@@ -1,5 +1,4 @@
-// Colours, frames, property lists, ICNS files, user defaults and the
-// notification centre.
+// Colours, property lists, ICNS files and the notification centre.
 
 #include "ConfigTest.h"
 
@@ -59,8 +58,6 @@ INSTANTIATE_TEST_SUITE_P(
                       ParseCase{"1 2 3 4 5 6 7 8 9 10", std::vector<double>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
                       ParseCase{"1 2 3 4 5 6 7 8 9 10 11", std::nullopt},
                       ParseCase{"          ", std::nullopt}));
-
-// --- Frames ----------------------------------------------------------------
 
 // --- Property lists --------------------------------------------------------
 
@@ -150,10 +147,8 @@ TEST(Icns, EncodeDecodeRoundTrip)
     auto back = KTIcns::decode(bytes);
     ASSERT_TRUE(back);
     ASSERT_EQ(back->size(), 3u);
-    for (size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ((*back)[i].type, elements[i].type);
-        EXPECT_EQ((*back)[i].data, elements[i].data);
-    }
+    for (size_t i = 0; i < 3; ++i)
+        EXPECT_TRUE((*back)[i].type == elements[i].type && (*back)[i].data == elements[i].data) << i;
     auto largest = GRef<GdkPixbuf>::adopt(KTIcns::readLargest(std::string_view(bytes)));
     ASSERT_TRUE(largest);
     EXPECT_EQ(gdk_pixbuf_get_width(largest.get()), 512);
@@ -191,8 +186,6 @@ TEST(Icns, TruncatedAndGarbageFilesAreRefusedWithoutCrashing)
             g_object_unref(pix);
     }
 }
-
-// --- User defaults ---------------------------------------------------------
 
 // --- Notification centre ---------------------------------------------------
 

@@ -36,21 +36,14 @@ protected:
         return "http://site.example.com/start";
     }
 
-    static std::string currentName(GtkWidget* dialog)
+    static std::string taken(char* text)
     {
-        char* name = gtk_file_chooser_get_current_name(GTK_FILE_CHOOSER(dialog));
-        std::string out = name ? name : "";
-        g_free(name);
+        std::string out = text ? text : "";
+        g_free(text);
         return out;
     }
-
-    static std::string currentFolder(GtkWidget* dialog)
-    {
-        char* folder = gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(dialog));
-        std::string out = folder ? folder : "";
-        g_free(folder);
-        return out;
-    }
+    static std::string currentName(GtkWidget* d) { return taken(gtk_file_chooser_get_current_name(GTK_FILE_CHOOSER(d))); }
+    static std::string currentFolder(GtkWidget* d) { return taken(gtk_file_chooser_get_current_folder(GTK_FILE_CHOOSER(d))); }
 
     KTDownloadQueue& queue() { return KTWebManager::sharedManager().downloadQueue(); }
 
@@ -138,8 +131,6 @@ INSTANTIATE_TEST_SUITE_P(
                       FrameCase {"NoDisposition", "", false}),
     [](const auto& info) { return std::string(info.param.name); });
 
-// ---- certificates ----
-
 // ---- HTTP Basic login ----
 
 class BasicAuthTest : public ResponseGlueTest {
@@ -153,17 +144,13 @@ protected:
         const std::string expected = std::string("Basic ") + token;
         g_free(token);
         server->handle("secure.example.com/area", [expected](SoupServerMessage* msg, const HttpRequest& r) {
-            if (r.authorization == expected) {
-                const std::string body = "<p id='state'>welcome</p>";
-                soup_server_message_set_status(msg, 200, nullptr);
-                soup_server_message_set_response(msg, "text/html", SOUP_MEMORY_COPY, body.data(), body.size());
-            } else {
-                const std::string body = "<p id='state'>denied</p>";
-                soup_server_message_set_status(msg, 401, nullptr);
+            const bool in = r.authorization == expected;
+            const std::string body = in ? "<p id='state'>welcome</p>" : "<p id='state'>denied</p>";
+            soup_server_message_set_status(msg, in ? 200 : 401, nullptr);
+            if (!in)
                 soup_message_headers_append(soup_server_message_get_response_headers(msg), "WWW-Authenticate",
                                             "Basic realm=\"Members\"");
-                soup_server_message_set_response(msg, "text/html", SOUP_MEMORY_COPY, body.data(), body.size());
-            }
+            soup_server_message_set_response(msg, "text/html", SOUP_MEMORY_COPY, body.data(), body.size());
             return true;
         });
     }
@@ -207,8 +194,7 @@ TEST_F(BasicAuthTest, RightCredentialsOpenTheArea)
     ASSERT_NE(dialog, nullptr);
     char* secondary = nullptr;
     g_object_get(dialog, "secondary-text", &secondary, nullptr);
-    EXPECT_STREQ(secondary, "To view this page, you must login to this area on secure.example.com");
-    g_free(secondary);
+    EXPECT_EQ(taken(secondary), "To view this page, you must login to this area on secure.example.com");
     ASSERT_NE(field(dialog, KTAuthenticationDialog::kUserFieldName), nullptr);
     GtkWidget* password = field(dialog, KTAuthenticationDialog::kPasswordFieldName);
     ASSERT_NE(password, nullptr);

@@ -120,12 +120,8 @@ TEST_F(DownloadQueueTest, CancelRunningStartsTheNext)
 
 TEST_F(DownloadQueueTest, TransferFailingInsideItsStartFreesItsSlot)
 {
-    add("a");
-    add("b");
-    add("c", true);
-    add("d", true);
-    add("e");
-    add("f");
+    for (const char* n : {"a", "b", "c", "d", "e", "f"})
+        add(n, *n == 'c' || *n == 'd');
     // c and d fail while being started; e and f take their slots.
     EXPECT_EQ(states(), "rrffrq");
     EXPECT_EQ(queue.runningCount(), 3u);
@@ -180,10 +176,8 @@ TEST_F(DownloadQueueTest, CancelledAndFailedRows)
     failed->didReceiveData(40, 100);
     failed->didFail("error: timed out");
     // A failure keeps the running look with its last progress.
-    auto row = failed->rowState();
-    EXPECT_TRUE(row.progressShown);
-    EXPECT_FALSE(row.statusShown);
-    EXPECT_EQ(row.progress, 40.0);
+    EXPECT_EQ(failed->rowState(),
+              (KTDownloadOperation::RowState{true, false, "", true, false, true, "40 bytes", 40.0}));
     EXPECT_EQ(log.count("error: timed out"), 1u);
 }
 

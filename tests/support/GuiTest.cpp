@@ -360,6 +360,14 @@ void GuiTest::answerSaveDialog(GtkWidget* dialog, const std::optional<std::strin
 std::string GuiTest::readFile(const std::string& path) { return KTFileUtil::read(path).value_or(""); }
 bool GuiTest::exists(const std::string& path) { return KTFileUtil::exists(path); }
 
+KTJson GuiTest::restoredUrls(const KTJson& restore)
+{
+    KTJson out = KTJson::array();
+    for (int i = 0; const KTJson* w = json::lookup(restore, "window" + std::to_string(i)); ++i)
+        out.push_back(json::lookup(*w, "url") ? (*w)["url"] : KTJson());
+    return out;
+}
+
 // ------------------------------------------------------- policy fixture
 
 namespace {

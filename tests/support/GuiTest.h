@@ -67,6 +67,13 @@ public:
     void route(const std::string& key, HttpPage page) { pages_[key] = std::move(page); }
     void handle(const std::string& key, Handler handler) { handlers_[key] = std::move(handler); }
     std::string url(const std::string& path) const { return proxyUrl() + path; }
+    KTJson urls(std::initializer_list<const char*> paths) const
+    {
+        KTJson out = KTJson::array();
+        for (const char* p : paths)
+            out.push_back(url(p));
+        return out;
+    }
     std::string proxyUrl() const { return "http://127.0.0.1:" + std::to_string(port_); }
     unsigned port() const { return port_; }
 
@@ -124,6 +131,8 @@ protected:
 
     static std::string readFile(const std::string& path);
     static bool exists(const std::string& path);
+    // The "url" lists of a restore file's "window0", "window1", ... records.
+    static KTJson restoredUrls(const KTJson& restore);
 
     std::unique_ptr<TestEnvironment> env;
     std::unique_ptr<HttpServer> server;

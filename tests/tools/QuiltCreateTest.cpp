@@ -57,6 +57,23 @@ protected:
     static std::string uniqueIdOf(const std::string& b) { return KTBundle(b).uniqueIdentifier().value_or(""); }
     static std::string bundleIdOf(const std::string& b) { return KTBundle(b).bundleIdentifier(); }
     static KTJson plist(const std::string& path) { return KTPlist::readFile(path).value_or(KTJson()); }
+    // The named keys of an object, absent ones as null: one comparison for many fields.
+    static KTJson pick(const KTJson& j, std::initializer_list<const char*> keys)
+    {
+        KTJson out = KTJson::object();
+        for (const char* k : keys)
+            out[k] = j.contains(k) ? j[k] : KTJson();
+        return out;
+    }
+    // "+" for each allowed address, "-" for each refused one.
+    template <class List>
+    static std::string verdicts(List& list, std::initializer_list<const char*> urls)
+    {
+        std::string out;
+        for (const char* u : urls)
+            out += list.isUrlAllow(u) ? '+' : '-';
+        return out;
+    }
     std::string file(const std::string& name, const std::string& content)
     {
         env.writeFile(env.root() + "/" + name, content);
@@ -98,11 +115,10 @@ TEST_F(QuiltCreate, MakesACompleteBundle)
     // Info.plist: the app's name and id, the template's versions and keys.
     const KTJson info = plist(c + "/Info.plist");
     const KTJson templ = plist(std::string(QUILT_TEMPLATE_BUNDLE) + "/Contents/Info.plist");
-    EXPECT_EQ(info["CFBundleName"], "www.example.org");
-    EXPECT_EQ(info["CFBundleExecutable"], "DefaultApp");
-    EXPECT_EQ(info["CFBundleShortVersionString"], templ["CFBundleShortVersionString"]);
-    EXPECT_EQ(info["CFBundleVersion"], templ["CFBundleVersion"]);
-    EXPECT_EQ(info["NSAppTransportSecurity"], templ["NSAppTransportSecurity"]);
+    EXPECT_EQ(pick(info, {"CFBundleName", "CFBundleExecutable"}),
+              (KTJson{{"CFBundleName", "www.example.org"}, {"CFBundleExecutable", "DefaultApp"}}));
+    for (const char* k : {"CFBundleShortVersionString", "CFBundleVersion", "NSAppTransportSecurity"})
+        EXPECT_EQ(info[k], templ[k]) << k;
     const std::string id = info["CFBundleIdentifier"].get<std::string>();
     EXPECT_TRUE(g_application_id_is_valid(id.c_str())) << id;
     EXPECT_TRUE(g_dbus_is_name(id.c_str()) && !g_dbus_is_unique_name(id.c_str())) << id;
@@ -119,16 +135,14 @@ TEST_F(QuiltCreate, MakesACompleteBundle)
 
     // The creation-tool configuration.
     const KTJson config = plist(c + "/Resources/QuiltCreationToolSettings.plist");
-    EXPECT_EQ(config["isCreatedByQuiltCreationTool"], true);
-    EXPECT_EQ(config["appName"], "www.example.org");
-    EXPECT_EQ(config["URL"], "https://www.example.org/home");
-    EXPECT_EQ(config["defaultWindowSize"], "1280x800");
     EXPECT_DOUBLE_EQ(config["windowOpacity"].get<double>(), 0.8);
-    EXPECT_EQ(config["showStatusBarOption"], true);
-    EXPECT_EQ(config["showUserScriptStyleOption"], false);
-    EXPECT_EQ(config["whiteListAllowAll"], false);
-    EXPECT_EQ(config["whiteListAllowPatterns"], true);
-    EXPECT_EQ(config["whiteListPatterns"], (KTJson{"://example.org/", ".example.org/"}));
+    EXPECT_EQ(pick(config, {"isCreatedByQuiltCreationTool", "appName", "URL", "defaultWindowSize",
+                            "showStatusBarOption", "showUserScriptStyleOption", "whiteListAllowAll",
+                            "whiteListAllowPatterns", "whiteListPatterns"}),
+              KTJson::parse(R"({"isCreatedByQuiltCreationTool":true,"appName":"www.example.org",
+                  "URL":"https://www.example.org/home","defaultWindowSize":"1280x800","showStatusBarOption":true,
+                  "showUserScriptStyleOption":false,"whiteListAllowAll":false,"whiteListAllowPatterns":true,
+                  "whiteListPatterns":["://example.org/",".example.org/"]})"));
 }
 
 TEST_F(QuiltCreate, WritesAValidLauncher)
@@ -180,21 +194,17 @@ TEST_F(QuiltCreate, SeedsTheDataFolder)
     const std::string bundle = make({"--url", "https://www.example.org/", "--opacity", "55"});
     const std::string data = dataFolderOf(uniqueIdOf(bundle));
     const KTJson settings = env.readJson(data + "/settings.json");
-    EXPECT_EQ(settings["main_url"], "https://www.example.org/");
-    EXPECT_EQ(settings["enableJavaScript"], true);
-    EXPECT_EQ(settings["allowCookies"], 0);
-    EXPECT_EQ(settings["blockPopupWindoww"], false);
-    EXPECT_EQ(settings["hideProgressBar"], false);
+    EXPECT_EQ(pick(settings, {"main_url", "enableJavaScript", "allowCookies", "blockPopupWindoww", "hideProgressBar"}),
+              KTJson::parse(R"({"main_url":"https://www.example.org/","enableJavaScript":true,"allowCookies":0,
+                  "blockPopupWindoww":false,"hideProgressBar":false})"));
     EXPECT_DOUBLE_EQ(settings["windowOpacityKey"].get<double>(), 0.55);
 
     KTWhiteListManager list(data + "/whitelist.json");
     EXPECT_FALSE(list.allowAll());
     EXPECT_TRUE(list.allowPatterns());
-    EXPECT_TRUE(list.isUrlAllow("https://www.example.org/a"));
-    EXPECT_TRUE(list.isUrlAllow("https://mail.example.org/"));
-    EXPECT_TRUE(list.isUrlAllow("https://example.org/"));
-    EXPECT_FALSE(list.isUrlAllow("https://example.org.evil.com/"));
-    EXPECT_FALSE(list.isUrlAllow("https://evilexample.org/"));
+    EXPECT_EQ(verdicts(list, {"https://www.example.org/a", "https://mail.example.org/", "https://example.org/",
+                              "https://example.org.evil.com/", "https://evilexample.org/"}),
+              "+++--");
 }
 
 struct AllowArgs {
@@ -221,9 +231,9 @@ TEST_P(QuiltCreateAllowOptions, AllowListFollowsTheOptions)
     EXPECT_EQ(list.allowPatterns(), GetParam().allowPatterns);
     EXPECT_EQ(list.patterns(), GetParam().patterns);
     const KTJson config = plist(bundle + "/Contents/Resources/QuiltCreationToolSettings.plist");
-    EXPECT_EQ(config["whiteListAllowAll"], GetParam().allowAll);
-    EXPECT_EQ(config["whiteListAllowPatterns"], GetParam().allowPatterns);
-    EXPECT_EQ(config["whiteListPatterns"], KTJson(GetParam().patterns));
+    EXPECT_EQ(pick(config, {"whiteListAllowAll", "whiteListAllowPatterns", "whiteListPatterns"}),
+              (KTJson{{"whiteListAllowAll", GetParam().allowAll}, {"whiteListAllowPatterns", GetParam().allowPatterns},
+                      {"whiteListPatterns", GetParam().patterns}}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, QuiltCreateAllowOptions,
@@ -310,8 +320,7 @@ TEST_F(QuiltCreate, RefusesAnExistingNameWithoutForce)
     auto r = tool({"--url", "https://other.example", "--name", "Site"});
     EXPECT_EQ(r.exitCode, 2);
     ASSERT_EQ(r.errLines().size(), 1u) << r.err;
-    EXPECT_NE(r.err.find("already exists"), std::string::npos);
-    EXPECT_NE(r.err.find("--force"), std::string::npos);
+    EXPECT_TRUE(r.err.find("already exists") != r.err.npos && r.err.find("--force") != r.err.npos) << r.err;
     EXPECT_EQ(uniqueIdOf(bundle), uid);
     EXPECT_EQ(plist(bundle + "/Contents/Resources/QuiltCreationToolSettings.plist")["URL"], "https://example.org/");
     EXPECT_EQ(entries(appsFolder()), std::vector<std::string>{"Site.app"});
@@ -464,10 +473,9 @@ TEST_F(QuiltCreateApps, ListShowsEveryMadeAppAndRemoveTakesThemAway)
     const std::string bundleIdB = bundleIdOf(b);
     r = tool({"--remove", "Beta", "--purge"});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_FALSE(KTFileUtil::exists(b));
-    EXPECT_FALSE(KTFileUtil::exists(dataFolderOf(uidB)));
-    EXPECT_FALSE(KTFileUtil::exists(env.home() + "/.cache/" + bundleIdB));
-    EXPECT_FALSE(KTFileUtil::exists(env.home() + "/.config/" + bundleIdB));
+    for (const std::string& gone :
+         {b, dataFolderOf(uidB), env.home() + "/.cache/" + bundleIdB, env.home() + "/.config/" + bundleIdB})
+        EXPECT_FALSE(KTFileUtil::exists(gone)) << gone;
     EXPECT_EQ(desktopFiles(), std::vector<std::string>{});
 
     r = tool({"--remove", "Gamma"});
@@ -489,8 +497,7 @@ TEST_F(QuiltCreateApps, MadeAppOpensItsSiteAndKeepsToItFromTheFirstStart)
     EXPECT_FALSE(KTQuiltManager::enterpriseBuild());
     EXPECT_EQ(KTQuiltManager::appName(), "www.example.org");
     KTSize size = KTQuiltManager::quiltCreationToolWindowSize();
-    EXPECT_EQ(size.width, 1280);
-    EXPECT_EQ(size.height, 800);
+    EXPECT_EQ(std::make_pair(size.width, size.height), std::make_pair(1280.0, 800.0));
 
     auto& settings = KTSettingsManager::sharedManager();
     EXPECT_EQ(settings.getMainUrl(), "https://www.example.org/start");
@@ -499,11 +506,10 @@ TEST_F(QuiltCreateApps, MadeAppOpensItsSiteAndKeepsToItFromTheFirstStart)
     EXPECT_EQ(settings.cookiesAllow(), 0u);
     EXPECT_DOUBLE_EQ(settings.windowOpacity(), 0.8);
 
-    auto& list = KTWhiteListManager::sharedManager();
-    EXPECT_TRUE(list.isUrlAllow("https://www.example.org/start"));
-    EXPECT_TRUE(list.isUrlAllow("https://accounts.example.org/login"));
-    EXPECT_FALSE(list.isUrlAllow("https://www.example.org.phish.test/"));
-    EXPECT_FALSE(list.isUrlAllow("https://elsewhere.test/"));
+    EXPECT_EQ(verdicts(KTWhiteListManager::sharedManager(),
+                       {"https://www.example.org/start", "https://accounts.example.org/login",
+                        "https://www.example.org.phish.test/", "https://elsewhere.test/"}),
+              "++--");
 }
 
 TEST_F(QuiltCreateApps, EnterpriseAppGetsItsSettingsImposedAtStart)
@@ -512,14 +518,11 @@ TEST_F(QuiltCreateApps, EnterpriseAppGetsItsSettingsImposedAtStart)
         {"--url", "https://intranet.example.com/", "--name", "Intranet", "--enterprise", "--allow", "*example.com*"});
     EXPECT_FALSE(KTFileUtil::exists(bundle + "/Contents/Resources/QuiltCreationToolSettings.plist"));
     const KTJson config = plist(bundle + "/Contents/Resources/EnterpriseSettings.plist");
-    EXPECT_EQ(config["isEnterpriseApp"], true);
-    EXPECT_EQ(config["appName"], "Intranet");
-    EXPECT_EQ(config["URL"], "https://intranet.example.com/");
-    EXPECT_EQ(config["whiteListAllowAll"], false);
-    EXPECT_EQ(config["whiteListAllowPatterns"], true);
-    EXPECT_EQ(config["whiteListPatterns"], KTJson{"*example.com*"});
-    EXPECT_EQ(config["windowOpacity"], 1);
-    EXPECT_EQ(config["windowShadow"], true);
+    EXPECT_EQ(pick(config, {"isEnterpriseApp", "appName", "URL", "whiteListAllowAll", "whiteListAllowPatterns",
+                            "whiteListPatterns", "windowOpacity", "windowShadow"}),
+              KTJson::parse(R"({"isEnterpriseApp":true,"appName":"Intranet","URL":"https://intranet.example.com/",
+                  "whiteListAllowAll":false,"whiteListAllowPatterns":true,"whiteListPatterns":["*example.com*"],
+                  "windowOpacity":1,"windowShadow":true})"));
 
     becomeTheApp(bundle);
     EXPECT_TRUE(KTQuiltManager::enterpriseBuild());
@@ -531,9 +534,8 @@ TEST_F(QuiltCreateApps, EnterpriseAppGetsItsSettingsImposedAtStart)
     EXPECT_DOUBLE_EQ(settings.windowOpacity(), 1.0);
     EXPECT_TRUE(settings.windowShadow());
     EXPECT_TRUE(settings.enableJavaScript());
-    auto& list = KTWhiteListManager::sharedManager();
-    EXPECT_TRUE(list.isUrlAllow("https://intranet.example.com/wiki"));
-    EXPECT_FALSE(list.isUrlAllow("https://other.test/"));
+    EXPECT_EQ(verdicts(KTWhiteListManager::sharedManager(), {"https://intranet.example.com/wiki", "https://other.test/"}),
+              "+-");
 }
 
 TEST_F(QuiltCreateApps, UserScriptBecomesTheBundlesFirstRule)

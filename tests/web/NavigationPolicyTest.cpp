@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <tuple>
 
 using namespace quilt;
 using Action = KTNavigationDecision::Action;
@@ -130,10 +131,8 @@ TEST_P(NavigationDecisionTest, DecidesAsTheTableSays)
         return allowSite(url);
     };
     KTNavigationDecision d = KTNavigationPolicy::decide(c.request, judge);
-    EXPECT_EQ(d.action, c.action);
-    EXPECT_EQ(d.cancel, c.cancel);
-    EXPECT_EQ(d.closeTab, c.closeTab);
-    EXPECT_EQ(d.background, c.background);
+    EXPECT_EQ(std::tie(d.action, d.cancel, d.closeTab, d.background),
+              std::tie(c.action, c.cancel, c.closeTab, c.background));
     if (*c.judged) {
         ASSERT_EQ(asked.size(), 1u);
         EXPECT_EQ(asked[0], c.judged);
@@ -158,10 +157,8 @@ TEST(NavigationPolicy, UsesTheRealAllowList)
     list.setAllowPatterns(true);
     list.addPattern("https://*.site.example/*");
 
-    auto stays = KTNavigationPolicy::decide(req("https://mail.site.example/x"), list);
-    EXPECT_EQ(stays.action, Action::Allow);
-    auto leaves = KTNavigationPolicy::decide(req("https://other.test/"), list);
-    EXPECT_EQ(leaves.action, Action::OpenInDefaultBrowser);
+    EXPECT_EQ(KTNavigationPolicy::decide(req("https://mail.site.example/x"), list).action, Action::Allow);
+    EXPECT_EQ(KTNavigationPolicy::decide(req("https://other.test/"), list).action, Action::OpenInDefaultBrowser);
 
     // The same list but allowing everything lets the foreign link stay.
     list.setAllowAll(true);
@@ -198,26 +195,25 @@ TEST(NavigationPolicy, RootDomain)
 TEST(NavigationPolicy, UrlToJudge)
 {
     // Same root domain: the source decides; different or missing: the request.
-    EXPECT_EQ(KTNavigationPolicy::urlToJudge("https://b.x.y/", std::string("https://a.x.y/s")), "https://a.x.y/s");
-    EXPECT_EQ(KTNavigationPolicy::urlToJudge("https://b.x.z/", std::string("https://a.x.y/s")), "https://b.x.z/");
     EXPECT_EQ(KTNavigationPolicy::urlToJudge("https://b.x.y/", std::nullopt), "https://b.x.y/");
-    // Two hostless URLs are not "the same root domain".
-    EXPECT_EQ(KTNavigationPolicy::urlToJudge("about:srcdoc", std::string("about:blank")), "about:srcdoc");
-    // x.y and w.x.y: root domains x.y and x.y.
-    EXPECT_EQ(KTNavigationPolicy::urlToJudge("https://x.y/", std::string("https://w.x.y/")), "https://w.x.y/");
-    // v.w.x.y has root w.x.y, which differs from x.y.
-    EXPECT_EQ(KTNavigationPolicy::urlToJudge("https://v.w.x.y/", std::string("https://x.y/")), "https://v.w.x.y/");
+    const struct {
+        const char *url, *source, *judged;
+    } cases[] = {
+        {"https://b.x.y/", "https://a.x.y/s", "https://a.x.y/s"},
+        {"https://b.x.z/", "https://a.x.y/s", "https://b.x.z/"},
+        {"about:srcdoc", "about:blank", "about:srcdoc"},          // two hostless URLs share no root domain
+        {"https://x.y/", "https://w.x.y/", "https://w.x.y/"},      // x.y and w.x.y: both x.y
+        {"https://v.w.x.y/", "https://x.y/", "https://v.w.x.y/"}}; // w.x.y differs from x.y
+    for (const auto& c : cases)
+        EXPECT_EQ(KTNavigationPolicy::urlToJudge(c.url, std::string(c.source)), c.judged) << c.url;
 }
 
 TEST(NavigationPolicy, WebAddressPrefixes)
 {
-    EXPECT_TRUE(KTNavigationPolicy::isWebAddress("http://a"));
-    EXPECT_TRUE(KTNavigationPolicy::isWebAddress("https://a"));
-    EXPECT_FALSE(KTNavigationPolicy::isWebAddress("Http://a"));
-    EXPECT_FALSE(KTNavigationPolicy::isWebAddress("http:/a"));
-    EXPECT_FALSE(KTNavigationPolicy::isWebAddress("https:"));
-    EXPECT_FALSE(KTNavigationPolicy::isWebAddress(" https://a"));
-    EXPECT_FALSE(KTNavigationPolicy::isWebAddress("ftp://a"));
+    for (const char* url : {"http://a", "https://a"})
+        EXPECT_TRUE(KTNavigationPolicy::isWebAddress(url)) << url;
+    for (const char* url : {"Http://a", "http:/a", "https:", " https://a", "ftp://a"})
+        EXPECT_FALSE(KTNavigationPolicy::isWebAddress(url)) << url;
 }
 
 } // namespace
