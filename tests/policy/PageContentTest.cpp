@@ -61,17 +61,13 @@ TEST_F(PageContentTest, UserScriptAndStyleApplyOnlyWhereTheirPatternsMatch)
     KTShared<KTStylesManager>::reset();
 
     KTWebViewController* page = pageOf(newWindow(true));
-    showSteadily(page, "http://app.example.com/inbox");
-    EXPECT_EQ(scriptMark(page), "injected");
-    EXPECT_EQ(titleColour(page), "rgb(0, 0, 0)");
-
-    showSteadily(page, "http://app.example.com/settings");
-    EXPECT_EQ(scriptMark(page), "undefined");
-    EXPECT_EQ(titleColour(page), "rgb(200, 0, 0)");
-
-    showSteadily(page, "http://other.example.org/page");
-    EXPECT_EQ(scriptMark(page), "undefined");
-    EXPECT_EQ(titleColour(page), "rgb(0, 0, 0)");
+    for (auto [url, seen] : {std::pair{"http://app.example.com/inbox", "injected rgb(0, 0, 0)"},
+                             {"http://app.example.com/settings", "undefined rgb(200, 0, 0)"},
+                             {"http://other.example.org/page", "undefined rgb(0, 0, 0)"}}) {
+        SCOPED_TRACE(url);
+        showSteadily(page, url);
+        EXPECT_EQ(scriptMark(page) + " " + titleColour(page), seen);
+    }
 }
 
 struct AgentCase {

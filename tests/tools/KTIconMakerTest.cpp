@@ -41,14 +41,12 @@ TEST(QuiltCreateIconMaker, GeneratedIconIsARoundedSquareWithAWhiteInitial)
 {
     auto icon = KTIconMaker::generate("E", "example.org");
     ASSERT_TRUE(icon);
-    ASSERT_EQ(gdk_pixbuf_get_width(icon.get()), 512);
-    ASSERT_EQ(gdk_pixbuf_get_height(icon.get()), 512);
-    ASSERT_TRUE(gdk_pixbuf_get_has_alpha(icon.get()));
+    ASSERT_TRUE(gdk_pixbuf_get_width(icon.get()) == 512 && gdk_pixbuf_get_height(icon.get()) == 512
+                && gdk_pixbuf_get_has_alpha(icon.get()));
 
     // Transparent margin and rounded corners.
-    EXPECT_EQ(pixelAt(icon.get(), 0, 0).a, 0);
-    EXPECT_EQ(pixelAt(icon.get(), 40, 40).a, 0);
-    EXPECT_EQ(pixelAt(icon.get(), 511, 256).a, 0);
+    for (auto [x, y] : {std::pair{0, 0}, {40, 40}, {511, 256}})
+        EXPECT_EQ(pixelAt(icon.get(), x, y).a, 0) << x << "," << y;
 
     // The square's body in the seed's colour (within the gradient's shading).
     const auto c = KTIconMaker::colorForSeed("example.org");
@@ -106,8 +104,7 @@ TEST_F(QuiltCreateIconFiles, IcnsHoldsPngsOf128And512Pixels)
         EXPECT_EQ(gdk_pixbuf_get_width(png.get()), gdk_pixbuf_get_height(png.get()));
         sizes[e.type] = gdk_pixbuf_get_width(png.get());
     }
-    EXPECT_EQ(sizes["ic07"], 128);
-    EXPECT_EQ(sizes["ic09"], 512);
+    EXPECT_EQ(std::make_pair(sizes["ic07"], sizes["ic09"]), std::make_pair(128, 512));
 
     auto largest = KTIconMaker::largestPng(*bytes);
     ASSERT_TRUE(largest);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 using quilt::KTAppDataWriter;
 using quilt::KTSiteAddress;
 using quilt::KTWhiteListManager;
@@ -27,10 +29,8 @@ TEST_P(QuiltCreateSiteAddress, NormalisesAsWebViewsReportIt)
     std::string error;
     auto site = KTSiteAddress::parse(c.input, &error);
     ASSERT_TRUE(site) << error;
-    EXPECT_EQ(site->url(), c.url);
-    EXPECT_EQ(site->host(), c.host);
-    EXPECT_EQ(site->port(), c.port);
-    EXPECT_EQ(site->registrableDomain(), c.domain);
+    EXPECT_EQ(std::make_tuple(site->url(), site->host(), site->port(), site->registrableDomain()),
+              std::make_tuple(std::string(c.url), std::string(c.host), c.port, std::string(c.domain)));
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,6 +1,5 @@
 // The tabs of a real main window: the recently-selected order, the tab
-// strip, restoring and listing URLs, pages opened by pages, and commands
-// that arrive by name.
+// strip and pages opened by pages.
 
 #include "support/GuiTest.h"
 
@@ -9,10 +8,6 @@
 #include "windows/KTMainWindowController.h"
 
 #include <gtk/gtk.h>
-
-#include "config/KTNotificationCenter.h"
-#include "config/KTRestoreManager.h"
-#include "config/KTUserDefaults.h"
 
 namespace quilt::test {
 namespace {
@@ -91,8 +86,6 @@ TEST_F(TabsTest, TabStripHeightFollowsTheTabs)
     EXPECT_EQ(tabs->tabbarHeight(), 26);
 }
 
-// ------------------------------------------------ restoring and listing
-
 // ----------------------------------------------- pages opening pages
 
 struct OpenCase {
@@ -142,8 +135,6 @@ INSTANTIATE_TEST_SUITE_P(
                       OpenCase {"BackgroundTabNotSelected", true, true, false, 1, false},
                       OpenCase {"BackgroundTabSelectedBySetting", true, true, true, 1, true}),
     [](const auto& info) { return std::string(info.param.name); });
-
-// --------------------------------------------------- commands by name
 
 } // namespace
 } // namespace quilt::test
