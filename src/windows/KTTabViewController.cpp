@@ -490,80 +490,34 @@ std::vector<std::string> KTTabViewController::getOpenedUrls() const
 
 void KTTabViewController::goBack()
 {
-    if (auto* p = selectedWebViewController())
-        webkit_web_view_go_back(p->webview());
+    withSelected([](KTWebViewController& p) { webkit_web_view_go_back(p.webview()); });
 }
 
 void KTTabViewController::goForward()
 {
-    if (auto* p = selectedWebViewController())
-        webkit_web_view_go_forward(p->webview());
+    withSelected([](KTWebViewController& p) { webkit_web_view_go_forward(p.webview()); });
 }
 
-void KTTabViewController::goHome()
-{
-    if (auto* p = selectedWebViewController())
-        p->goHome();
-}
+void KTTabViewController::goHome() { withSelected([](KTWebViewController& p) { p.goHome(); }); }
+void KTTabViewController::openUrl(const std::string& text) { withSelected([&](KTWebViewController& p) { p.openUrl(text); }); }
+void KTTabViewController::refresh() { withSelected([](KTWebViewController& p) { p.refresh(); }); }
+void KTTabViewController::stop() { withSelected([](KTWebViewController& p) { p.stop(); }); }
+void KTTabViewController::printpage() { withSelected([](KTWebViewController& p) { p.printWebView(); }); }
+void KTTabViewController::zoomin() { withSelected([](KTWebViewController& p) { p.zoomIn(); }); }
+void KTTabViewController::zoomout() { withSelected([](KTWebViewController& p) { p.zoomOut(); }); }
+void KTTabViewController::resetzoom() { withSelected([](KTWebViewController& p) { p.resetZoom(); }); }
 
-void KTTabViewController::openUrl(const std::string& text)
-{
-    if (auto* p = selectedWebViewController())
-        p->openUrl(text);
-}
+void KTTabViewController::showToolbar() { setToolbarShown(true); }
 
-void KTTabViewController::refresh()
-{
-    if (auto* p = selectedWebViewController())
-        p->refresh();
-}
+void KTTabViewController::hideToolbar() { setToolbarShown(false); }
 
-void KTTabViewController::stop()
-{
-    if (auto* p = selectedWebViewController())
-        p->stop();
-}
-
-void KTTabViewController::printpage()
-{
-    if (auto* p = selectedWebViewController())
-        p->printWebView();
-}
-
-void KTTabViewController::zoomin()
-{
-    if (auto* p = selectedWebViewController())
-        p->zoomIn();
-}
-
-void KTTabViewController::zoomout()
-{
-    if (auto* p = selectedWebViewController())
-        p->zoomOut();
-}
-
-void KTTabViewController::resetzoom()
-{
-    if (auto* p = selectedWebViewController())
-        p->resetZoom();
-}
-
-void KTTabViewController::showToolbar()
+void KTTabViewController::setToolbarShown(bool shown)
 {
     auto& defaults = KTUserDefaults::standardUserDefaults();
-    defaults.setBool("ToolbarVisible", true);
+    defaults.setBool("ToolbarVisible", shown);
     defaults.synchronize();
     if (delegate)
-        delegate->setToolbarShown(true);
-}
-
-void KTTabViewController::hideToolbar()
-{
-    auto& defaults = KTUserDefaults::standardUserDefaults();
-    defaults.setBool("ToolbarVisible", false);
-    defaults.synchronize();
-    if (delegate)
-        delegate->setToolbarShown(false);
+        delegate->setToolbarShown(shown);
 }
 
 void KTTabViewController::rebuildBookmarkBar()

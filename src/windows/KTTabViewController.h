@@ -110,6 +110,14 @@ private:
     const Tab* selectedTab() const;
     void onSwitchPage(GtkWidget* child);
     void setTabbarHeight(int height);
+    void setToolbarShown(bool shown);
+    // Commands act on the selected page, and on nothing when there is none.
+    template <class F>
+    void withSelected(F&& f)
+    {
+        if (KTWebViewController* p = selectedWebViewController())
+            f(*p);
+    }
     void rebuildBookmarkBar();
     void observe();
 
