@@ -28,8 +28,7 @@ protected:
         PolicyTest::SetUp();
         if (IsSkipped())
             return;
-        window = newWindow(true);
-        page = pageOf(window);
+        openWindow();
         server->route("files.example.com/", HttpPage::html("t", "<p>files</p>"));
         ASSERT_TRUE(loadAndWait(page, "http://files.example.com/"));
     }
@@ -87,8 +86,6 @@ protected:
         return out;
     }
 
-    KTMainWindowController* window = nullptr;
-    KTWebViewController* page = nullptr;
     std::vector<SoupServerMessage*> held_;
 };
 

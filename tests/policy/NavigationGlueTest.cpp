@@ -21,8 +21,7 @@ protected:
         PolicyTest::SetUp();
         if (IsSkipped())
             return;
-        window = newWindow(true);
-        page = pageOf(window);
+        openWindow();
     }
 
     // A page on `host` with one link to `target`.
@@ -39,8 +38,6 @@ protected:
         ASSERT_EQ(runJs(page, "document.getElementById('go').click(); 'ok'"), "ok");
     }
 
-    KTMainWindowController* window = nullptr;
-    KTWebViewController* page = nullptr;
 };
 
 // ---- the allow-list on real pages, redirects judged by where the load started ----

@@ -25,8 +25,7 @@ protected:
         PolicyTest::SetUp();
         if (IsSkipped())
             return;
-        window = newWindow(true);
-        page = pageOf(window);
+        openWindow();
     }
 
     std::string startPage(const std::string& body)
@@ -47,8 +46,6 @@ protected:
 
     KTDownloadQueue& queue() { return KTWebManager::sharedManager().downloadQueue(); }
 
-    KTMainWindowController* window = nullptr;
-    KTWebViewController* page = nullptr;
 };
 
 HttpPage file(const std::string& body, const std::string& type, const std::string& disposition = "")

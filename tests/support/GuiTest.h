@@ -156,6 +156,15 @@ protected:
     void writeAllowList(bool allowAll, bool allowPatterns, const std::vector<std::string>& patterns,
                         bool allowSubdomains = false);
     std::string downloadsFolder() const { return env->root() + "/downloads"; }
+    // A shown main window and its first page, kept in window and page.
+    void openWindow()
+    {
+        window = newWindow(true);
+        page = pageOf(window);
+    }
+
+    KTMainWindowController* window = nullptr;
+    KTWebViewController* page = nullptr;
 
 private:
     std::vector<std::string> recorded(const std::string& name) const;
