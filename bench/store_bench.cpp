@@ -5,13 +5,13 @@
 // Each run happens in a fresh process so its memory high-water mark is its
 // own: "peak MB" is VmHWM after loading and saving minus VmRSS before.
 
-#include "config/KTBookmarksManager.h"
-#include "config/KTBundle.h"
-#include "config/KTFileUtil.h"
-#include "config/KTHistoryManager.h"
-#include "config/KTJson.h"
-#include "config/KTJsonReader.h"
-#include "config/KTPlist.h"
+#include "core/config/KTBookmarksManager.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTHistoryManager.h"
+#include "core/config/KTJson.h"
+#include "core/config/KTJsonReader.h"
+#include "core/config/KTPlist.h"
 
 #include <algorithm>
 #include <chrono>

@@ -3,7 +3,7 @@
 #include "KTAppDataWriter.h"
 #include "KTCreateOptions.h"
 #include "KTSiteAddress.h"
-#include "config/KTJson.h"
+#include "core/config/KTJson.h"
 
 #include <string>
 

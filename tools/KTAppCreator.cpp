@@ -9,10 +9,10 @@
 #include "KTIconMaker.h"
 #include "KTRollback.h"
 #include "KTSiteAddress.h"
-#include "config/KTBundle.h"
-#include "config/KTFileManager.h"
-#include "config/KTFileUtil.h"
-#include "config/KTPaths.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTFileManager.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTPaths.h"
 
 #include <glib.h>
 

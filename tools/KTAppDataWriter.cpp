@@ -1,8 +1,8 @@
 #include "KTAppDataWriter.h"
 
 #include "KTCreateFailure.h"
-#include "config/KTFileUtil.h"
-#include "web/KTWhiteListManager.h"
+#include "core/config/KTFileUtil.h"
+#include "core/web/KTWhiteListManager.h"
 
 #include <glib.h>
 

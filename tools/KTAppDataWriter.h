@@ -1,6 +1,6 @@
 #pragma once
 
-#include "config/KTJson.h"
+#include "core/config/KTJson.h"
 
 #include <functional>
 #include <string>

@@ -2,10 +2,10 @@
 
 #include "KTCreateFailure.h"
 #include "KTDesktopEntry.h"
-#include "config/KTBundle.h"
-#include "config/KTFileUtil.h"
-#include "config/KTPaths.h"
-#include "config/KTPlist.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTPaths.h"
+#include "core/config/KTPlist.h"
 
 #include <glib.h>
 

@@ -2,9 +2,9 @@
 
 #include "KTCreateFailure.h"
 #include "KTIconMaker.h"
-#include "config/KTBundle.h"
-#include "config/KTFileUtil.h"
-#include "config/KTPlist.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTPlist.h"
 
 #include <filesystem>
 #include <set>

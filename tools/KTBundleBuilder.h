@@ -1,7 +1,7 @@
 #pragma once
 
-#include "config/GRef.h"
-#include "config/KTJson.h"
+#include "core/config/GRef.h"
+#include "core/config/KTJson.h"
 
 #include <gdk-pixbuf/gdk-pixbuf.h>
 

@@ -1,6 +1,6 @@
 #include "KTDesktopEntry.h"
 
-#include "config/KTFileUtil.h"
+#include "core/config/KTFileUtil.h"
 
 #include <glib.h>
 

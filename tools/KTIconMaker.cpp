@@ -1,6 +1,6 @@
 #include "KTIconMaker.h"
 
-#include "config/KTIcns.h"
+#include "core/config/KTIcns.h"
 
 #include <cairo.h>
 #include <pango/pangocairo.h>

@@ -1,6 +1,6 @@
 #include "KTRollback.h"
 
-#include "config/KTFileUtil.h"
+#include "core/config/KTFileUtil.h"
 
 #include <optional>
 #include <unistd.h>

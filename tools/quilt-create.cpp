@@ -1,7 +1,7 @@
 // quilt-create: makes a desktop app bundle for a web site, and lists and
 // removes the apps it made. The work is done by KTAppCreator.
 #include "KTAppCreator.h"
-#include "config/KTLog.h"
+#include "core/config/KTLog.h"
 
 #include <cstdlib>
 #include <iostream>

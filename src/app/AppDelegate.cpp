@@ -1,20 +1,21 @@
-#include "AppDelegate.h"
+#include "app/AppDelegate.h"
 
-#include "KTWindowRestorer.h"
-#include "config/KTBehaviorManager.h"
-#include "config/KTBookmarksManager.h"
-#include "config/KTBundle.h"
-#include "config/KTHistoryManager.h"
-#include "config/KTIcns.h"
-#include "config/KTLog.h"
-#include "config/KTQuiltManager.h"
-#include "config/KTRestoreManager.h"
-#include "config/KTSettingsManager.h"
-#include "config/KTUpdateManager.h"
-#include "config/KTUserDefaults.h"
-#include "web/KTUserAgents.h"
+#include "core/config/KTBehaviorManager.h"
+#include "core/config/KTBookmarksManager.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTHistoryManager.h"
+#include "core/config/KTIcns.h"
+#include "core/config/KTLog.h"
+#include "core/config/KTNotificationNames.h"
+#include "core/config/KTQuiltManager.h"
+#include "core/config/KTRestoreManager.h"
+#include "core/config/KTSettingsManager.h"
+#include "core/config/KTUpdateManager.h"
+#include "core/config/KTUserDefaults.h"
+#include "core/web/KTUserAgents.h"
+#include "core/windows/KTWindowRestorer.h"
+#include "ui/windows/KTMainWindowController.h"
 #include "web/KTWebContext.h"
-#include "windows/KTMainWindowController.h"
 
 #include <glib-unix.h>
 #include <malloc.h>
@@ -178,7 +179,7 @@ void AppDelegate::applicationWillFinishLaunching()
 
 void AppDelegate::applicationDidFinishLaunching()
 {
-    observations_.emplace_back("showWindow", [this](const KTNotification&) {
+    observations_.emplace_back(names::kShowWindow, [this](const KTNotification&) {
         if (auto* top = getTopMainController())
             gtk_widget_show(GTK_WIDGET(top->window().window()));
     });
@@ -211,14 +212,7 @@ void AppDelegate::enableSpellCheckAndGrammar()
     KTWebContext::shared().enableSpellChecking();
 }
 
-KTMainWindowController* AppDelegate::getTopMainController() const
-{
-    // Front-to-back: GtkApplication keeps its windows most recently focused first.
-    for (GList* l = gtk_application_get_windows(app_); l; l = l->next)
-        if (auto* c = KTMainWindowController::forWindow(GTK_WINDOW(l->data)))
-            return c;
-    return nullptr;
-}
+KTMainWindowController* AppDelegate::getTopMainController() const { return KTMainWindowController::front(); }
 
 KTMainWindowController* AppDelegate::createNewMainWindow() { return KTMainWindowController::create(); }
 
@@ -416,12 +410,12 @@ void AppDelegate::installActions()
          }, {"<Control>t"}},
         {"new-window", [](AppDelegate* s) { s->newWindowClick(); }, {"<Control>n"}},
         {"close-tab", [](AppDelegate* s) { s->closeTab(); }, {"<Control>w"}},
-        {"reload", [](AppDelegate*) { postName("reload"); }, {"<Control>r", "F5"}},
-        {"stop", [](AppDelegate*) { postName("stop"); }, {}},
-        {"print", [](AppDelegate*) { postName("printpage"); }, {"<Control>p"}},
-        {"zoom-in", [](AppDelegate*) { postName("zoomin"); }, {"<Control>plus", "<Control>equal", "<Control>KP_Add"}},
-        {"zoom-out", [](AppDelegate*) { postName("zoomout"); }, {"<Control>minus", "<Control>KP_Subtract"}},
-        {"zoom-reset", [](AppDelegate*) { postName("resetzoom"); }, {"<Control>0", "<Control>KP_0"}},
+        {"reload", [](AppDelegate*) { postName(names::kReload); }, {"<Control>r", "F5"}},
+        {"stop", [](AppDelegate*) { postName(names::kStop); }, {}},
+        {"print", [](AppDelegate*) { postName(names::kPrintPage); }, {"<Control>p"}},
+        {"zoom-in", [](AppDelegate*) { postName(names::kZoomIn); }, {"<Control>plus", "<Control>equal", "<Control>KP_Add"}},
+        {"zoom-out", [](AppDelegate*) { postName(names::kZoomOut); }, {"<Control>minus", "<Control>KP_Subtract"}},
+        {"zoom-reset", [](AppDelegate*) { postName(names::kResetZoom); }, {"<Control>0", "<Control>KP_0"}},
         {"back", [](AppDelegate* s) {
              if (auto* t = tabsOf(s))
                  t->goBack();
@@ -511,20 +505,20 @@ void AppDelegate::addUseragents()
     g_signal_connect(action, "change-state", G_CALLBACK(+[](GSimpleAction* a, GVariant* value, gpointer) {
                          std::string name = g_variant_get_string(value, nullptr);
                          g_simple_action_set_state(a, value);
-                         KTNotificationCenter::defaultCenter().post("changeUserAnget", name);
+                         KTNotificationCenter::defaultCenter().post(names::kChangeUserAgent, name);
                          KTUserAgents::setLastUserAgent(KTUserDefaults::standardUserDefaults(), name);
                      }),
                      nullptr);
     g_action_map_add_action(G_ACTION_MAP(app_), G_ACTION(action));
     g_object_unref(action);
-    observations_.emplace_back("setCustomUserAnget", [this](const KTNotification& n) { setCustomAgent(n); });
+    observations_.emplace_back(names::kSetCustomUserAgent, [this](const KTNotification& n) { setCustomAgent(n); });
 }
 
 void AppDelegate::setCustomAgent(const KTNotification& note)
 {
     // Pages take the text; the menu marks it when it names an agent of the
     // table and otherwise falls back to Safari-Mac, on purpose.
-    KTNotificationCenter::defaultCenter().post("changeUserAnget", note.object);
+    KTNotificationCenter::defaultCenter().post(names::kChangeUserAgent, note.object);
     const std::string* text = std::any_cast<std::string>(&note.object);
     std::string mark = KTUserAgents::kSafariMac;
     for (const char* name : {KTUserAgents::kSafariMac, KTUserAgents::kFirefoxMac, KTUserAgents::kChromeMac,
@@ -559,7 +553,7 @@ void AppDelegate::setMainWindowTitleBar(bool hide)
 {
     if (auto* top = getTopMainController())
         top->updateWindowTitlebar();
-    KTNotificationCenter::defaultCenter().post("TitlebarVisibilityChangeNotification", {},
+    KTNotificationCenter::defaultCenter().post(names::kTitlebarVisibilityChange, {},
                                                KTJson{{"TitlebarVisibility", hide}});
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "config/KTNotificationCenter.h"
-#include "config/KTRect.h"
-#include "config/KTShellDelegate.h"
-#include "config/KTSignal.h"
+#include "core/config/KTNotificationCenter.h"
+#include "core/config/KTRect.h"
+#include "core/config/KTShellDelegate.h"
+#include "core/config/KTSignal.h"
 
 #include <gtk/gtk.h>
 

@@ -1,7 +1,7 @@
-#include "KTAppLauncher.h"
+#include "web/KTAppLauncher.h"
 
-#include "KTNavigationPolicy.h"
-#include "config/KTLog.h"
+#include "core/config/KTLog.h"
+#include "core/web/KTNavigationPolicy.h"
 
 #include <gio/gdesktopappinfo.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "config/GRef.h"
+#include "core/config/GRef.h"
 
 #include <gio/gio.h>
 #include <gtk/gtk.h>

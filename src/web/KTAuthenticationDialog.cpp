@@ -1,7 +1,7 @@
-#include "KTAuthenticationDialog.h"
+#include "web/KTAuthenticationDialog.h"
 
-#include "config/GRef.h"
-#include "config/KTSignal.h"
+#include "core/config/GRef.h"
+#include "core/config/KTSignal.h"
 
 namespace quilt {
 

@@ -1,9 +1,9 @@
-#include "KTContentBlocker.h"
+#include "web/KTContentBlocker.h"
 
-#include "config/KTBundle.h"
-#include "config/KTFileManager.h"
-#include "config/KTFileUtil.h"
-#include "config/KTLog.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTFileManager.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTLog.h"
 
 #include <memory>
 

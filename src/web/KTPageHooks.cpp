@@ -1,11 +1,11 @@
-#include "KTPageHooks.h"
+#include "web/KTPageHooks.h"
 
-#include "KTScriptsManager.h"
-#include "KTStylesManager.h"
-#include "KTTypedAddress.h"
-#include "KTWebManager.h"
-#include "KTWebViewController.h"
-#include "KTWebViewPolicy.h"
+#include "core/web/KTScriptsManager.h"
+#include "core/web/KTStylesManager.h"
+#include "core/web/KTTypedAddress.h"
+#include "web/KTWebManager.h"
+#include "web/KTWebViewController.h"
+#include "web/KTWebViewPolicy.h"
 
 namespace quilt {
 

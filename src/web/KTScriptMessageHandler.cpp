@@ -1,8 +1,8 @@
-#include "KTScriptMessageHandler.h"
+#include "web/KTScriptMessageHandler.h"
 
-#include "config/KTBundle.h"
-#include "config/KTFileUtil.h"
-#include "config/KTLog.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTLog.h"
 
 #include <cstring>
 

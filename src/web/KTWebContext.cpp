@@ -1,8 +1,8 @@
-#include "KTWebContext.h"
+#include "web/KTWebContext.h"
 
-#include "config/KTBundle.h"
-#include "config/KTFileManager.h"
-#include "config/KTFileUtil.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTFileManager.h"
+#include "core/config/KTFileUtil.h"
 
 #include <memory>
 

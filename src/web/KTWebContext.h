@@ -1,6 +1,6 @@
 #pragma once
 
-#include "config/GRef.h"
+#include "core/config/GRef.h"
 
 #include <webkit2/webkit2.h>
 

@@ -1,14 +1,15 @@
-#include "KTWebManager.h"
+#include "web/KTWebManager.h"
 
-#include "config/KTBehaviorManager.h"
-#include "config/KTFileManager.h"
-#include "config/KTFileUtil.h"
-#include "config/KTLog.h"
-#include "config/KTNotificationCenter.h"
-#include "config/KTSettingsManager.h"
-#include "config/KTShared.h"
-#include "config/KTUserDefaults.h"
-#include "services/KTWebKitDownload.h"
+#include "core/config/KTBehaviorManager.h"
+#include "core/config/KTFileManager.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTLog.h"
+#include "core/config/KTNotificationCenter.h"
+#include "core/config/KTNotificationNames.h"
+#include "core/config/KTSettingsManager.h"
+#include "core/config/KTShared.h"
+#include "core/config/KTUserDefaults.h"
+#include "web/KTWebKitDownload.h"
 
 #include <algorithm>
 
@@ -190,7 +191,7 @@ void KTWebManager::addOperation(std::shared_ptr<KTDownloadOperation> operation, 
     queue_.addDownloadOperation(std::move(operation));
     if (showToolbar && showWindowToolbar)
         showWindowToolbar(window);
-    KTNotificationCenter::defaultCenter().post("downloadAdd");
+    KTNotificationCenter::defaultCenter().post(names::kDownloadAdd);
 }
 
 void KTWebManager::runSaveDialog(const std::string& fileName, GtkWindow* parent,

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "KTUserAgents.h"
-#include "config/GRef.h"
-#include "config/KTJson.h"
-#include "config/KTSignal.h"
-#include "services/KTDownloadQueue.h"
+#include "core/config/GRef.h"
+#include "core/config/KTJson.h"
+#include "core/config/KTSignal.h"
+#include "core/services/KTDownloadQueue.h"
+#include "core/web/KTUserAgents.h"
 
 #include <gtk/gtk.h>
 #include <webkit2/webkit2.h>

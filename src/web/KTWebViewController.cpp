@@ -1,17 +1,18 @@
-#include "KTWebViewController.h"
+#include "web/KTWebViewController.h"
 
-#include "KTContentBlocker.h"
-#include "KTPageHooks.h"
-#include "KTScriptMessageHandler.h"
-#include "KTStylesManager.h"
-#include "KTWebContext.h"
-#include "config/KTBehaviorManager.h"
-#include "config/KTFileManager.h"
-#include "config/KTFileUtil.h"
-#include "config/KTHistoryManager.h"
-#include "config/KTLog.h"
-#include "config/KTSettingsManager.h"
-#include "config/KTWebPageZoomManager.h"
+#include "core/config/KTBehaviorManager.h"
+#include "core/config/KTFileManager.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTHistoryManager.h"
+#include "core/config/KTLog.h"
+#include "core/config/KTNotificationNames.h"
+#include "core/config/KTSettingsManager.h"
+#include "core/config/KTWebPageZoomManager.h"
+#include "core/web/KTStylesManager.h"
+#include "web/KTContentBlocker.h"
+#include "web/KTPageHooks.h"
+#include "web/KTScriptMessageHandler.h"
+#include "web/KTWebContext.h"
 
 #include <cmath>
 #include <cstdio>
@@ -156,24 +157,24 @@ void KTWebViewController::observeNotifications()
     auto on = [this](const char* name, auto fn) {
         observations_.emplace_back(name, [this, fn](const KTNotification& n) { fn(this, n); });
     };
-    on("changeUserAnget", [](KTWebViewController* self, const KTNotification& n) {
+    on(names::kChangeUserAgent, [](KTWebViewController* self, const KTNotification& n) {
         if (auto* name = std::any_cast<std::string>(&n.object))
             self->setCustomUserAgent(KTPageHooks::userAgentNamed(*name));
         self->clearCache();
     });
-    on("refreshFont", [](KTWebViewController* self, const KTNotification&) {
+    on(names::kRefreshFont, [](KTWebViewController* self, const KTNotification&) {
         if (auto font = KTSettingsManager::sharedManager().standardFont())
             self->loadCssToWebView(KTStylesManager::fontStyle(font->family, font->size));
         else
             self->refresh();
     });
-    on("enablePlugins", [](KTWebViewController* self, const KTNotification&) { self->applyPreferences(); });
-    on("enableJavaScript", [](KTWebViewController* self, const KTNotification&) { self->applyPreferences(); });
-    on("blockPopupWindoww", [](KTWebViewController* self, const KTNotification&) { self->applyPreferences(); });
-    on("hideProgressBar", [](KTWebViewController*, const KTNotification&) {
+    on(names::kEnablePlugins, [](KTWebViewController* self, const KTNotification&) { self->applyPreferences(); });
+    on(names::kEnableJavaScript, [](KTWebViewController* self, const KTNotification&) { self->applyPreferences(); });
+    on(names::kBlockPopupWindow, [](KTWebViewController* self, const KTNotification&) { self->applyPreferences(); });
+    on(names::kHideProgressBar, [](KTWebViewController*, const KTNotification&) {
         // Read at the next provisional start.
     });
-    on("blockAds", [](KTWebViewController* self, const KTNotification&) {
+    on(names::kBlockAds, [](KTWebViewController* self, const KTNotification&) {
         if (KTSettingsManager::sharedManager().blockAds()) {
             auto alive = self->alive_;
             KTContentBlocker::shared().lookup([self, alive](WebKitUserContentFilter* filter) {
@@ -188,17 +189,17 @@ void KTWebViewController::observeNotifications()
             self->abLoaded_ = false;
         }
     });
-    on("requestDesktopVersion", [](KTWebViewController* self, const KTNotification&) {
+    on(names::kRequestDesktopVersion, [](KTWebViewController* self, const KTNotification&) {
         self->setCustomUserAgent(KTPageHooks::userAgentNamed("Safari-Mac"));
         KTPageHooks::clearLoginData(self->webview_);
         webkit_web_view_reload(self->webview_);
     });
-    on("requestMobileVersion", [](KTWebViewController* self, const KTNotification&) {
+    on(names::kRequestMobileVersion, [](KTWebViewController* self, const KTNotification&) {
         self->setCustomUserAgent(KTPageHooks::userAgentNamed("iPhone"));
         KTPageHooks::clearLoginData(self->webview_);
         webkit_web_view_reload(self->webview_);
     });
-    on("RefreshTimeIntervalChangeNotification",
+    on(names::kRefreshTimeIntervalChange,
        [](KTWebViewController* self, const KTNotification&) { self->scheduleRefreshTimer(false); });
 }
 
@@ -348,7 +349,7 @@ void KTWebViewController::onLoadingChanged()
 {
     if (delegate)
         delegate->webViewDidChangeLoadStatus(webview_, isLoading());
-    KTNotificationCenter::defaultCenter().post("UpdateWindowBackgroundColorNotification");
+    KTNotificationCenter::defaultCenter().post(names::kUpdateWindowBackgroundColor);
 }
 
 void KTWebViewController::scheduleRefreshTimer(bool replace)

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "config/GRef.h"
-#include "config/KTNotificationCenter.h"
-#include "config/KTSignal.h"
+#include "core/config/GRef.h"
+#include "core/config/KTNotificationCenter.h"
+#include "core/config/KTSignal.h"
 
 #include <gtk/gtk.h>
 #include <webkit2/webkit2.h>

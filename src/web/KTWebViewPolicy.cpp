@@ -1,13 +1,13 @@
-#include "KTWebViewPolicy.h"
+#include "web/KTWebViewPolicy.h"
 
-#include "KTAppLauncher.h"
-#include "KTAuthenticationDialog.h"
-#include "KTResponsePolicy.h"
-#include "KTWebManager.h"
-#include "KTWebViewController.h"
-#include "KTWhiteListManager.h"
-#include "config/KTBehaviorManager.h"
-#include "config/KTLog.h"
+#include "core/config/KTBehaviorManager.h"
+#include "core/config/KTLog.h"
+#include "core/web/KTResponsePolicy.h"
+#include "core/web/KTWhiteListManager.h"
+#include "web/KTAppLauncher.h"
+#include "web/KTAuthenticationDialog.h"
+#include "web/KTWebManager.h"
+#include "web/KTWebViewController.h"
 
 #include <algorithm>
 

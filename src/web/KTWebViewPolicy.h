@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KTNavigationPolicy.h"
+#include "core/web/KTNavigationPolicy.h"
 
 #include <webkit2/webkit2.h>
 

@@ -5,7 +5,7 @@
 
 #include "support/GuiTest.h"
 
-#include "config/KTFileUtil.h"
+#include "core/config/KTFileUtil.h"
 
 #include <signal.h>
 #include <sys/wait.h>

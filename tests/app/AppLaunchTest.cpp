@@ -5,10 +5,10 @@
 #include "support/GuiTest.h"
 
 #include "app/AppDelegate.h"
-#include "config/KTBundle.h"
-#include "config/KTPlist.h"
-#include "config/KTRect.h"
-#include "windows/KTMainWindowController.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTPlist.h"
+#include "core/config/KTRect.h"
+#include "ui/windows/KTMainWindowController.h"
 
 namespace quilt::test {
 namespace {

@@ -1,14 +1,14 @@
 #include "GuiTest.h"
 
-#include "config/KTBehaviorManager.h"
-#include "config/KTBundle.h"
-#include "config/KTFileUtil.h"
-#include "config/KTPlist.h"
-#include "config/KTSettingsManager.h"
-#include "config/KTShared.h"
+#include "core/config/KTBehaviorManager.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTPlist.h"
+#include "core/config/KTSettingsManager.h"
+#include "core/config/KTShared.h"
+#include "core/web/KTWhiteListManager.h"
+#include "ui/windows/KTMainWindowController.h"
 #include "web/KTWebContext.h"
-#include "web/KTWhiteListManager.h"
-#include "windows/KTMainWindowController.h"
 
 #include <fcntl.h>
 #include <gtk/gtk.h>

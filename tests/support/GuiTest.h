@@ -6,7 +6,7 @@
 // DefaultApp run as a separate process.
 
 #include "TestEnvironment.h"
-#include "config/KTJson.h"
+#include "core/config/KTJson.h"
 
 #include <gtest/gtest.h>
 #include <sys/types.h>

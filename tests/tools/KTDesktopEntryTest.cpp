@@ -1,6 +1,6 @@
 #include "KTDesktopEntry.h"
 #include "TestEnvironment.h"
-#include "config/KTFileUtil.h"
+#include "core/config/KTFileUtil.h"
 
 #include <gio/gdesktopappinfo.h>
 #include <gtest/gtest.h>

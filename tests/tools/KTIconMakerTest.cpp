@@ -1,7 +1,7 @@
 #include "KTIconMaker.h"
 #include "TestEnvironment.h"
-#include "config/KTFileUtil.h"
-#include "config/KTIcns.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTIcns.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "KTAppDataWriter.h"
 #include "KTSiteAddress.h"
 #include "TestEnvironment.h"
-#include "web/KTWhiteListManager.h"
+#include "core/web/KTWhiteListManager.h"
 
 #include <gtest/gtest.h>
 

@@ -3,14 +3,14 @@
 #include "KTAppCreator.h"
 #include "TestEnvironment.h"
 
-#include "config/GRef.h"
-#include "config/KTBundle.h"
-#include "config/KTFileUtil.h"
-#include "config/KTIcns.h"
-#include "config/KTPlist.h"
-#include "config/KTQuiltManager.h"
-#include "config/KTSettingsManager.h"
-#include "web/KTWhiteListManager.h"
+#include "core/config/GRef.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTIcns.h"
+#include "core/config/KTPlist.h"
+#include "core/config/KTQuiltManager.h"
+#include "core/config/KTSettingsManager.h"
+#include "core/web/KTWhiteListManager.h"
 
 #include <gio/gdesktopappinfo.h>
 #include <gio/gio.h>

@@ -4,10 +4,10 @@
 
 #include "support/GuiTest.h"
 
-#include "config/KTHistoryManager.h"
-#include "config/KTNotificationCenter.h"
-#include "config/KTSettingsManager.h"
-#include "config/KTWebPageZoomManager.h"
+#include "core/config/KTHistoryManager.h"
+#include "core/config/KTNotificationCenter.h"
+#include "core/config/KTSettingsManager.h"
+#include "core/config/KTWebPageZoomManager.h"
 #include "web/KTWebViewController.h"
 
 #include <gtk/gtk.h>

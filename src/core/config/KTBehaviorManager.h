@@ -1,0 +1,81 @@
+#pragma once
+
+#include "core/config/KTManager.h"
+#include "core/config/KTRect.h"
+
+#include <cstdint>
+
+namespace quilt {
+
+// How the app behaves, in "behavior.json": quitting, all desktops, tabs
+// instead of windows, where handed-over links open, restoring, warnings,
+// menu-bar mode and the popover size.
+class KTBehaviorManager : public KTManager {
+public:
+    static KTBehaviorManager& sharedManager();
+    static std::unique_ptr<KTBehaviorManager> create();
+
+    std::string getPath() override;
+    void loadValues() override;
+    void updateToNewFormat() override;
+    void save() override;
+
+    bool closeApplication() const { return closeApplication_; }
+    bool windowAllSpace() const { return windowAllSpace_; }
+    bool mobileVersion() const { return mobileVersion_; }
+    bool openTabInsteadWindow() const { return openTabInsteadWindow_; }
+    bool openOtherAppInBackground() const { return openOtherAppInBackground_; }
+    bool openDefaultLinkInNewTab() const { return openDefaultLinkInNewTab_; }
+    bool autoRefreshTheViewOnLoad() const { return autoRefreshTheViewOnLoad_; }
+    bool restoreWindowsAndTabs() const { return restoreWindowsAndTabs_; }
+    bool warnCloseWindows() const { return warnCloseWindows_; }
+    bool statusBarMode() const { return statusBarMode_; }
+    uint64_t openLinksIn() const { return openLinksIn_; }
+    uint64_t popOverWidth() const { return popOverWidth_; }
+    uint64_t popOverHeight() const { return popOverHeight_; }
+    KTSize popOverSize() const
+    {
+        return {static_cast<double>(popOverWidth_), static_cast<double>(popOverHeight_)};
+    }
+
+    void setCloseApplication(bool v);
+    void setWindowAllSpace(bool v);
+    // Changes the field only; the key is never written.
+    void setMobileVersion(bool v) { mobileVersion_ = v; }
+    void setOpenTabInsteadWindow(bool v);
+    // Also turns openTabInsteadWindow on in memory (not in the file) until
+    // the next start; kept on purpose.
+    void setOpenOtherAppInBackground(bool v);
+    void setOpenDefaultLinkInNewTab(bool v);
+    void setAutoRefreshTheViewOnLoad(bool v);
+    void setRestoreWindowsAndTabs(bool v);
+    void setWarnCloseWindows(bool v);
+    void setStatusBarMode(bool v);
+    void setOpenLinksIn(uint64_t v);
+    void setPopOverWidth(uint64_t v);
+    void setPopOverHeight(uint64_t v);
+
+    static constexpr double kVersion = 1.1;
+
+private:
+    KTBehaviorManager() = default;
+    friend class KTManager;
+    void setBool(const char* key, bool& field, bool v);
+
+    std::string path_;
+    bool closeApplication_ = false;
+    bool windowAllSpace_ = false;
+    bool mobileVersion_ = false;
+    bool openTabInsteadWindow_ = false;
+    bool openOtherAppInBackground_ = false;
+    bool openDefaultLinkInNewTab_ = false;
+    bool autoRefreshTheViewOnLoad_ = false;
+    bool restoreWindowsAndTabs_ = false;
+    bool warnCloseWindows_ = false;
+    bool statusBarMode_ = false;
+    uint64_t openLinksIn_ = 0;
+    uint64_t popOverWidth_ = 400;
+    uint64_t popOverHeight_ = 400;
+};
+
+} // namespace quilt

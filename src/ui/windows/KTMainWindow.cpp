@@ -1,0 +1,203 @@
+#include "ui/windows/KTMainWindow.h"
+
+#include "core/config/KTJson.h"
+#include "core/config/KTNotificationNames.h"
+#include "core/config/KTSettingsManager.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace quilt {
+
+namespace {
+int nextWindowNumber = 0;
+
+GtkWidget* cornerButton(const char* icon, const char* tooltip, GCallback clicked, gpointer data)
+{
+    GtkWidget* b = gtk_button_new_from_icon_name(icon, GTK_ICON_SIZE_MENU);
+    gtk_button_set_relief(GTK_BUTTON(b), GTK_RELIEF_NONE);
+    gtk_widget_set_tooltip_text(b, tooltip);
+    gtk_widget_set_focus_on_click(b, FALSE);
+    g_signal_connect(b, "clicked", clicked, data);
+    return b;
+}
+} // namespace
+
+KTMainWindow::KTMainWindow(GtkApplication* app)
+{
+    // Tests drive windows without an application object.
+    window_ = app ? gtk_application_window_new(app) : gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    g_object_ref_sink(window_);
+    cssClass_ = "quilt-win-" + std::to_string(nextWindowNumber++);
+    gtk_style_context_add_class(gtk_widget_get_style_context(window_), "quilt-main");
+    gtk_style_context_add_class(gtk_widget_get_style_context(window_), cssClass_.c_str());
+    headerBar_ = gtk_header_bar_new();
+    gtk_header_bar_set_show_close_button(GTK_HEADER_BAR(headerBar_), TRUE);
+    gtk_widget_show(headerBar_);
+    gtk_window_set_titlebar(GTK_WINDOW(window_), headerBar_);
+
+    overlay_ = gtk_overlay_new();
+    gtk_container_add(GTK_CONTAINER(window_), overlay_);
+    gtk_widget_show(overlay_);
+
+    css_ = gtk_css_provider_new();
+    gtk_style_context_add_provider_for_screen(gdk_screen_get_default(), GTK_STYLE_PROVIDER(css_),
+                                              GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+
+    titlebarObservation_ = KTObservation(names::kTitlebarVisibilityChange, [this](const KTNotification& n) {
+        if (json::boolFor(n.userInfo, "TitlebarVisibility"))
+            updateWindowButtons();
+        else
+            resetButtons();
+    });
+    if (KTSettingsManager::sharedManager().hideTitlebar())
+        updateWindowButtons();
+    applyCss();
+}
+
+KTMainWindow::~KTMainWindow()
+{
+    titlebarObservation_.reset();
+    gtk_style_context_remove_provider_for_screen(gdk_screen_get_default(), GTK_STYLE_PROVIDER(css_));
+    g_object_unref(css_);
+    gtk_widget_destroy(window_);
+    g_object_unref(window_);
+}
+
+void KTMainWindow::setContent(GtkWidget* content)
+{
+    gtk_container_add(GTK_CONTAINER(overlay_), content);
+}
+
+void KTMainWindow::updateWindowButtons()
+{
+    hidden_ = true;
+    gtk_widget_hide(headerBar_);
+    if (!buttonWrapper_) {
+        // The corner: a 70 x 22 strip of buttons in a 50 x 20 hover area.
+        buttonWrapper_ = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
+        gtk_style_context_add_class(gtk_widget_get_style_context(buttonWrapper_), "quilt-corner-buttons");
+        gtk_box_pack_start(GTK_BOX(buttonWrapper_),
+                           cornerButton("window-close-symbolic", "Close",
+                                        G_CALLBACK(+[](GtkButton*, GtkWindow* w) { gtk_window_close(w); }), window_),
+                           FALSE, FALSE, 0);
+        gtk_box_pack_start(GTK_BOX(buttonWrapper_),
+                           cornerButton("window-minimize-symbolic", "Minimise",
+                                        G_CALLBACK(+[](GtkButton*, GtkWindow* w) { gtk_window_iconify(w); }), window_),
+                           FALSE, FALSE, 0);
+        gtk_box_pack_start(GTK_BOX(buttonWrapper_),
+                           cornerButton("window-maximize-symbolic", "Maximise",
+                                        G_CALLBACK(+[](GtkButton*, GtkWindow* w) {
+                                            if (gtk_window_is_maximized(w))
+                                                gtk_window_unmaximize(w);
+                                            else
+                                                gtk_window_maximize(w);
+                                        }),
+                                        window_),
+                           FALSE, FALSE, 0);
+        hoverArea_ = gtk_event_box_new();
+        gtk_widget_set_halign(hoverArea_, GTK_ALIGN_START);
+        gtk_widget_set_valign(hoverArea_, GTK_ALIGN_START);
+        gtk_widget_add_events(hoverArea_, GDK_ENTER_NOTIFY_MASK | GDK_LEAVE_NOTIFY_MASK);
+        gtk_container_add(GTK_CONTAINER(hoverArea_), buttonWrapper_);
+        g_signal_connect(hoverArea_, "enter-notify-event",
+                         G_CALLBACK(+[](GtkWidget*, GdkEventCrossing*, KTMainWindow* self) -> gboolean {
+                             self->showButtons();
+                             return FALSE;
+                         }),
+                         this);
+        g_signal_connect(hoverArea_, "leave-notify-event",
+                         G_CALLBACK(+[](GtkWidget*, GdkEventCrossing* e, KTMainWindow* self) -> gboolean {
+                             // Moving onto a button inside the area is not leaving it.
+                             if (e->detail != GDK_NOTIFY_INFERIOR)
+                                 self->hideButtons();
+                             return FALSE;
+                         }),
+                         this);
+        gtk_overlay_add_overlay(GTK_OVERLAY(overlay_), hoverArea_);
+    }
+    gtk_widget_show_all(hoverArea_);
+    hideButtons();
+}
+
+void KTMainWindow::resetButtons()
+{
+    hidden_ = false;
+    gtk_widget_show(headerBar_);
+    if (hoverArea_)
+        gtk_widget_hide(hoverArea_);
+}
+
+void KTMainWindow::showButtons()
+{
+    buttonsShown_ = true;
+    if (buttonWrapper_)
+        gtk_widget_set_opacity(buttonWrapper_, 1.0);
+}
+
+void KTMainWindow::hideButtons()
+{
+    buttonsShown_ = false;
+    if (buttonWrapper_)
+        gtk_widget_set_opacity(buttonWrapper_, 0.0);
+}
+
+void KTMainWindow::setBackgroundColor(const KTColor& color)
+{
+    background_ = color;
+    applyCss();
+}
+
+void KTMainWindow::applyCss()
+{
+    std::string sel = "window." + cssClass_;
+    std::string css;
+    if (!background_.isSystem())
+        css += sel + ", " + sel + " headerbar { background: " + background_.cssString() + "; }\n";
+    // The title follows the window colour: black on light, white on dark.
+    if (!background_.isSystem())
+        css += sel + " headerbar, " + sel + " headerbar .title, " + sel + " headerbar button.titlebutton { color: " + std::string(background_.colorIsLight() ? "black" : "white")
+            + "; }\n";
+    if (!KTSettingsManager::sharedManager().windowShadow())
+        css += sel + " decoration { box-shadow: none; }\n";
+    css += sel + " .quilt-corner-buttons button { min-height: 18px; min-width: 18px; padding: 2px; }\n";
+    css += sel + " .quilt-progress trough, " + sel
+        + " .quilt-progress progress { min-height: 2px; border: none; border-radius: 0; }\n";
+    css += sel + " .quilt-progress trough { background: transparent; }\n";
+    gtk_css_provider_load_from_data(css_, css.c_str(), -1, nullptr);
+}
+
+KTRect KTMainWindow::frame() const
+{
+    int x = 0, y = 0, w = 0, h = 0;
+    gtk_window_get_position(GTK_WINDOW(window_), &x, &y);
+    gtk_window_get_size(GTK_WINDOW(window_), &w, &h);
+    return KTRect{double(x), double(y), double(w), double(h)};
+}
+
+void KTMainWindow::setFrame(const KTRect& frame)
+{
+    if (frame.width >= 1 && frame.height >= 1)
+        gtk_window_resize(GTK_WINDOW(window_), int(std::lround(frame.width)), int(std::lround(frame.height)));
+    gtk_window_move(GTK_WINDOW(window_), int(std::lround(frame.x)), int(std::lround(frame.y)));
+}
+
+void KTMainWindow::center()
+{
+    GdkDisplay* display = gdk_display_get_default();
+    GdkMonitor* monitor = display ? gdk_display_get_primary_monitor(display) : nullptr;
+    if (!monitor && display)
+        monitor = gdk_display_get_monitor(display, 0);
+    if (!monitor) {
+        gtk_window_set_position(GTK_WINDOW(window_), GTK_WIN_POS_CENTER);
+        return;
+    }
+    GdkRectangle area;
+    gdk_monitor_get_workarea(monitor, &area);
+    int w = 0, h = 0;
+    gtk_window_get_size(GTK_WINDOW(window_), &w, &h);
+    gtk_window_move(GTK_WINDOW(window_), area.x + std::max(0, (area.width - w) / 2),
+                    area.y + std::max(0, (area.height - h) / 2));
+}
+
+} // namespace quilt

@@ -1,0 +1,361 @@
+#include "ui/windows/KTMainWindowController.h"
+
+#include "core/config/KTBehaviorManager.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTLog.h"
+#include "core/config/KTNotificationNames.h"
+#include "core/config/KTQuiltManager.h"
+#include "core/config/KTSettingsManager.h"
+#include "core/config/KTUserDefaults.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace quilt {
+
+namespace {
+GtkApplication* application = nullptr;
+
+std::vector<std::unique_ptr<KTMainWindowController>>& windowList()
+{
+    static std::vector<std::unique_ptr<KTMainWindowController>> list;
+    return list;
+}
+
+std::string appName()
+{
+    if (KTQuiltManager::enterpriseBuild())
+        return KTQuiltManager::appName();
+    return KTBundle::main().folderName();
+}
+
+GtkWidget* toolButton(const char* icon, const char* tooltip, const char* action)
+{
+    GtkWidget* b = gtk_button_new_from_icon_name(icon, GTK_ICON_SIZE_BUTTON);
+    gtk_widget_set_tooltip_text(b, tooltip);
+    gtk_widget_set_focus_on_click(b, FALSE);
+    if (action)
+        gtk_actionable_set_action_name(GTK_ACTIONABLE(b), action);
+    return b;
+}
+} // namespace
+
+std::function<void()> KTMainWindowController::hideApplication;
+GMenuModel* KTMainWindowController::primaryMenu = nullptr;
+std::function<void(KTMainWindowController*)> KTMainWindowController::willOpen;
+
+void KTMainWindowController::setApplication(GtkApplication* app) { application = app; }
+
+const std::vector<std::unique_ptr<KTMainWindowController>>& KTMainWindowController::mainWindows()
+{
+    return windowList();
+}
+
+KTMainWindowController* KTMainWindowController::forWindow(GtkWindow* window)
+{
+    for (auto& c : windowList())
+        if (c->window_->window() == window)
+            return c.get();
+    return nullptr;
+}
+
+KTMainWindowController* KTMainWindowController::front()
+{
+    // GtkApplication keeps its windows most recently focused first.
+    if (application)
+        for (GList* l = gtk_application_get_windows(application); l; l = l->next)
+            if (auto* c = forWindow(GTK_WINDOW(l->data)))
+                return c;
+    const auto& windows = windowList();
+    return windows.empty() ? nullptr : windows.back().get();
+}
+
+KTMainWindowController* KTMainWindowController::create(std::unique_ptr<KTWebViewController> first)
+{
+    std::unique_ptr<KTMainWindowController> c(new KTMainWindowController(std::move(first)));
+    KTMainWindowController* raw = c.get();
+    windowList().push_back(std::move(c));
+    raw->windowDidLoad();
+    if (willOpen)
+        willOpen(raw);
+    return raw;
+}
+
+KTMainWindowController::KTMainWindowController(std::unique_ptr<KTWebViewController> first)
+    : window_(std::make_unique<KTMainWindow>(application))
+    , tabController_(std::make_unique<KTTabViewController>(std::move(first)))
+{
+    buildToolbar();
+    window_->setContent(tabController_->view());
+    tabController_->delegate = this;
+    signals_.emplace_back(window_->window(), "delete-event",
+                          G_CALLBACK(+[](GtkWidget*, GdkEvent*, KTMainWindowController* self) -> gboolean {
+                              self->close();
+                              return TRUE; // the controller destroys the window itself
+                          }),
+                          this);
+}
+
+KTMainWindowController::~KTMainWindowController()
+{
+    *alive_ = false;
+    observations_.clear();
+    signals_.clear();
+    if (tabController_)
+        tabController_->delegate = nullptr;
+    tabController_.reset();
+    window_.reset();
+    gtk_widget_destroy(urlEntry_);
+    g_object_unref(urlEntry_);
+}
+
+void KTMainWindowController::buildToolbar()
+{
+    GtkHeaderBar* bar = window_->headerBar();
+    titleIcon_ = gtk_image_new();
+    gtk_header_bar_pack_start(bar, titleIcon_);
+    GtkWidget* nav = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
+    gtk_style_context_add_class(gtk_widget_get_style_context(nav), "linked");
+    gtk_container_add(GTK_CONTAINER(nav), toolButton("go-previous-symbolic", "Back", "app.back"));
+    gtk_container_add(GTK_CONTAINER(nav), toolButton("go-next-symbolic", "Forward", "app.forward"));
+    gtk_header_bar_pack_start(bar, nav);
+    GtkWidget* home = toolButton("go-home-symbolic", "Home", "app.home");
+    gtk_header_bar_pack_start(bar, home);
+
+    // Moved in and out of the title bar with the toolbar: kept alive here.
+    urlEntry_ = gtk_entry_new();
+    g_object_ref_sink(urlEntry_);
+    gtk_entry_set_placeholder_text(GTK_ENTRY(urlEntry_), "Search or enter address");
+    gtk_entry_set_input_purpose(GTK_ENTRY(urlEntry_), GTK_INPUT_PURPOSE_URL);
+    gtk_widget_set_hexpand(urlEntry_, TRUE);
+    gtk_widget_set_size_request(urlEntry_, 360, -1);
+    signals_.emplace_back(urlEntry_, "activate", G_CALLBACK(+[](GtkEntry* e, KTMainWindowController* self) {
+                              // Return: the whole text, even an empty one.
+                              self->tabController_->openUrl(gtk_entry_get_text(e));
+                          }),
+                          this);
+
+    GtkWidget* menu = gtk_menu_button_new();
+    gtk_button_set_image(GTK_BUTTON(menu), gtk_image_new_from_icon_name("open-menu-symbolic", GTK_ICON_SIZE_BUTTON));
+    gtk_widget_set_tooltip_text(menu, "Menu");
+    if (primaryMenu)
+        gtk_menu_button_set_menu_model(GTK_MENU_BUTTON(menu), primaryMenu);
+    gtk_header_bar_pack_end(bar, menu);
+    toolbarButton_ = toolButton("view-reveal-symbolic", "Show or Hide the Toolbar", "app.toggle-toolbar");
+    gtk_header_bar_pack_end(bar, toolbarButton_);
+    GtkWidget* add = toolButton("tab-new-symbolic", "New Tab", "app.new-tab");
+    gtk_header_bar_pack_end(bar, add);
+    downloads_ = std::make_unique<KTDownloadsView>();
+    gtk_header_bar_pack_end(bar, downloads_->toolbarItem());
+
+    toolbarItems_ = {nav, home, add, downloads_->toolbarItem()};
+    for (GtkWidget* w : toolbarItems_)
+        gtk_widget_show_all(w);
+    gtk_widget_show_all(menu);
+    gtk_widget_show(toolbarButton_);
+    gtk_widget_show(titleIcon_);
+    setToolbarShown(false);
+}
+
+void KTMainWindowController::windowDidLoad()
+{
+    auto& s = KTSettingsManager::sharedManager();
+    observations_.emplace_back(names::kUpdateWindowBackgroundColor,
+                               [this](const KTNotification&) { updateWindowColor(); });
+    observations_.emplace_back(names::kShowHideToolbarButton, [this](const KTNotification&) {
+        gtk_widget_set_visible(toolbarButton_, !KTSettingsManager::sharedManager().hideToolbarButton());
+    });
+    GtkWidget* win = GTK_WIDGET(window_->window());
+    // The stored value is a fraction; the absent value 100 clamps to opaque.
+    gtk_widget_set_opacity(win, std::clamp(s.windowOpacity(), 0.0, 1.0));
+    unsigned long appearance = s.appearance();
+    if (appearance == 1 || appearance == 2)
+        g_object_set(gtk_settings_get_default(), "gtk-application-prefer-dark-theme", appearance == 2, nullptr);
+    updateWindowTitlebar();
+    applyWindowColor(s.windowColor());
+    gtk_window_set_keep_above(window_->window(), s.windowLevel() == 3);
+
+    KTNotificationCenter::defaultCenter().post(names::kTitlebarVisibilityChange, {},
+                                               KTJson{{"TitlebarVisibility", s.hideTitlebar()}});
+    if (KTUserDefaults::standardUserDefaults().boolForKey("ToolbarVisible"))
+        tabController_->showToolbar();
+    gtk_widget_set_visible(toolbarButton_, !s.hideToolbarButton());
+}
+
+void KTMainWindowController::showWindow()
+{
+    gtk_window_present(window_->window());
+}
+
+std::string KTMainWindowController::titleText() const
+{
+    return gtk_header_bar_get_title(window_->headerBar()) ? gtk_header_bar_get_title(window_->headerBar()) : "";
+}
+
+void KTMainWindowController::updateWindowTitlebar()
+{
+    auto& s = KTSettingsManager::sharedManager();
+    std::string title = s.hideTitle() ? " " : appName();
+    gtk_window_set_title(window_->window(), title.c_str());
+    gtk_header_bar_set_title(window_->headerBar(), toolbarShown_ ? nullptr : title.c_str());
+    GList* icons = gtk_window_get_default_icon_list();
+    if (icons) {
+        GdkPixbuf* small = gdk_pixbuf_scale_simple(GDK_PIXBUF(icons->data), 20, 20, GDK_INTERP_BILINEAR);
+        gtk_image_set_from_pixbuf(GTK_IMAGE(titleIcon_), small);
+        g_object_unref(small);
+        g_list_free(icons);
+    }
+    gtk_widget_set_visible(titleIcon_, !s.hideTitleIcon() && !toolbarShown_);
+}
+
+void KTMainWindowController::applyWindowColor(const KTColor& color)
+{
+    KTLog::debug(color.colorIsLight() ? "LIGHT MODE....." : "DARK MODE.....");
+    window_->setBackgroundColor(color);
+}
+
+void KTMainWindowController::updateWindowColor()
+{
+    auto& s = KTSettingsManager::sharedManager();
+    if (!s.autoWindowColor())
+        return;
+    KTWebViewController* page = tabController_->selectedWebViewController();
+    // A page still loading has nothing of its own to show yet.
+    if (!page || page->isLoading() || !gtk_widget_get_mapped(GTK_WIDGET(page->webview())))
+        return;
+    auto alive = alive_;
+    webkit_web_view_get_snapshot(
+        page->webview(), WEBKIT_SNAPSHOT_REGION_VISIBLE, WEBKIT_SNAPSHOT_OPTIONS_NONE, nullptr,
+        [](GObject* source, GAsyncResult* result, gpointer data) {
+            std::unique_ptr<std::pair<KTMainWindowController*, std::shared_ptr<bool>>> ctx(
+                static_cast<std::pair<KTMainWindowController*, std::shared_ptr<bool>>*>(data));
+            cairo_surface_t* surface = webkit_web_view_get_snapshot_finish(WEBKIT_WEB_VIEW(source), result, nullptr);
+            KTColor color = KTColor::rgb(1, 1, 1);
+            if (surface && cairo_image_surface_get_format(surface) == CAIRO_FORMAT_ARGB32
+                && cairo_image_surface_get_height(surface) > 1) {
+                cairo_surface_flush(surface);
+                int x = int(cairo_image_surface_get_width(surface) * 0.5);
+                const unsigned char* row = cairo_image_surface_get_data(surface) + cairo_image_surface_get_stride(surface);
+                uint32_t px = reinterpret_cast<const uint32_t*>(row)[x];
+                color = KTColor::rgb(((px >> 16) & 0xff) / 255.0, ((px >> 8) & 0xff) / 255.0, (px & 0xff) / 255.0);
+            }
+            if (surface)
+                cairo_surface_destroy(surface);
+            if (*ctx->second)
+                ctx->first->applyWindowColor(color);
+        },
+        new std::pair<KTMainWindowController*, std::shared_ptr<bool>>(this, alive));
+}
+
+void KTMainWindowController::hidePreferences(bool) {}
+
+void KTMainWindowController::openUrl(const std::string& text) { tabController_->openUrl(text); }
+
+void KTMainWindowController::toggleToolbar()
+{
+    if (toolbarShown_)
+        tabController_->hideToolbar();
+    else
+        tabController_->showToolbar();
+}
+
+void KTMainWindowController::setToolbarShown(bool shown)
+{
+    toolbarShown_ = shown;
+    for (GtkWidget* w : toolbarItems_)
+        gtk_widget_set_visible(w, shown);
+    if (shown) {
+        gtk_header_bar_set_custom_title(window_->headerBar(), urlEntry_);
+        gtk_widget_show(urlEntry_);
+    } else {
+        gtk_header_bar_set_custom_title(window_->headerBar(), nullptr);
+    }
+    gtk_button_set_image(GTK_BUTTON(toolbarButton_),
+                         gtk_image_new_from_icon_name(shown ? "view-conceal-symbolic" : "view-reveal-symbolic",
+                                                      GTK_ICON_SIZE_BUTTON));
+    updateWindowTitlebar();
+}
+
+bool KTMainWindowController::windowShouldClose()
+{
+    auto& list = windowList();
+    if (list.size() == 1 && !KTBehaviorManager::sharedManager().closeApplication()) {
+        // The last window is kept: the app hides and comes back when activated.
+        if (hideApplication)
+            hideApplication();
+        return false;
+    }
+    if (KTSettingsManager::sharedManager().confirmColseTabs() && tabController_->tabsCount() >= 2) {
+        GtkWidget* alert = gtk_message_dialog_new(window_->window(), GTK_DIALOG_MODAL, GTK_MESSAGE_WARNING,
+                                                  GTK_BUTTONS_NONE, "Are you sure you want to quit?");
+        gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert), "Quiting will close all Windows and Tabs.");
+        gtk_dialog_add_buttons(GTK_DIALOG(alert), "Quit", GTK_RESPONSE_ACCEPT, "Cancel", GTK_RESPONSE_CANCEL, nullptr);
+        int answer = gtk_dialog_run(GTK_DIALOG(alert));
+        gtk_widget_destroy(alert);
+        if (answer != GTK_RESPONSE_ACCEPT)
+            return false;
+    }
+    tabController_->delegate = nullptr;
+    tabController_->releaseAllWebViews();
+    return true;
+}
+
+void KTMainWindowController::close()
+{
+    if (windowShouldClose())
+        releaseLater(this);
+}
+
+void KTMainWindowController::releaseLater(KTMainWindowController* controller)
+{
+    auto& list = windowList();
+    auto it = std::find_if(list.begin(), list.end(), [controller](auto& c) { return c.get() == controller; });
+    if (it == list.end())
+        return;
+    // Destroyed from the main loop: we may be inside one of its signals.
+    auto* owned = it->release();
+    list.erase(it);
+    gtk_widget_hide(GTK_WIDGET(owned->window_->window()));
+    g_idle_add(+[](gpointer data) -> gboolean {
+        delete static_cast<KTMainWindowController*>(data);
+        return G_SOURCE_REMOVE;
+    }, owned);
+}
+
+void KTMainWindowController::needChangeUrl(const std::string& url)
+{
+    // Typing is not interrupted by a page that moves on.
+    if (!gtk_widget_has_focus(urlEntry_))
+        gtk_entry_set_text(GTK_ENTRY(urlEntry_), url.c_str());
+}
+
+void KTMainWindowController::changeSecureStatus(bool secure)
+{
+    gtk_entry_set_icon_from_icon_name(GTK_ENTRY(urlEntry_), GTK_ENTRY_ICON_PRIMARY,
+                                      secure ? "channel-secure-symbolic" : nullptr);
+}
+
+void KTMainWindowController::changeLoadStatus(bool loading)
+{
+    gtk_entry_set_icon_from_icon_name(GTK_ENTRY(urlEntry_), GTK_ENTRY_ICON_SECONDARY,
+                                      loading ? "process-stop-symbolic" : "view-refresh-symbolic");
+}
+
+void KTMainWindowController::editUrl()
+{
+    tabController_->showToolbar();
+    gtk_widget_grab_focus(urlEntry_);
+}
+
+void KTMainWindowController::newTabWasCreated() { gtk_widget_grab_focus(urlEntry_); }
+
+KTMainWindowController* KTMainWindowController::needCreateWindowForController(std::unique_ptr<KTWebViewController> page)
+{
+    KTMainWindowController* c = create(std::move(page));
+    c->showWindow();
+    return c;
+}
+
+void KTMainWindowController::closeLastTab() { close(); }
+
+} // namespace quilt

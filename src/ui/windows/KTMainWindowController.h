@@ -1,0 +1,86 @@
+#pragma once
+
+#include "ui/windows/KTDownloadsView.h"
+#include "ui/windows/KTMainWindow.h"
+#include "ui/windows/KTTabViewController.h"
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace quilt {
+
+// Runs one main window: applies the look settings when it loads, owns the
+// toolbar (navigation buttons, address entry, new tab, toolbar switch),
+// connects the address entry to the tabs, decides what closing means, and
+// keeps the window colour in step with the page when asked to.
+class KTMainWindowController : public KTTabViewControllerDelegate {
+public:
+    // Makes a window (with a page handed in as its first tab) and adds it to
+    // the main window list, which owns it.
+    static KTMainWindowController* create(std::unique_ptr<KTWebViewController> first = nullptr);
+    // The open windows in order of creation.
+    static const std::vector<std::unique_ptr<KTMainWindowController>>& mainWindows();
+    static KTMainWindowController* forWindow(GtkWindow* window);
+    // The front-most window: the one most recently focused, else the last made.
+    static KTMainWindowController* front();
+
+    // Set by the application.
+    static void setApplication(GtkApplication* app);
+    static std::function<void()> hideApplication;
+    static GMenuModel* primaryMenu;
+    static std::function<void(KTMainWindowController*)> willOpen;
+
+    ~KTMainWindowController() override;
+    KTMainWindowController(const KTMainWindowController&) = delete;
+    KTMainWindowController& operator=(const KTMainWindowController&) = delete;
+
+    KTMainWindow& window() { return *window_; }
+    KTTabViewController* tabController() const { return tabController_.get(); }
+    GtkWidget* urlTextField() const { return urlEntry_; }
+    KTDownloadsView* downloadsView() const { return downloads_.get(); }
+    bool toolbarShown() const { return toolbarShown_; }
+    std::string titleText() const;
+
+    void showWindow();
+    void updateWindowTitlebar();
+    void updateWindowColor();
+    void hidePreferences(bool hide);
+    void openUrl(const std::string& text);
+    void toggleToolbar();
+    // The close button's question; true when the window may go.
+    bool windowShouldClose();
+    // Closes the window through the same rules as its close button.
+    void close();
+
+    // KTTabViewControllerDelegate
+    void needChangeUrl(const std::string& url) override;
+    void changeSecureStatus(bool secure) override;
+    void changeLoadStatus(bool loading) override;
+    void editUrl() override;
+    void newTabWasCreated() override;
+    KTMainWindowController* needCreateWindowForController(std::unique_ptr<KTWebViewController> page) override;
+    void setToolbarShown(bool shown) override;
+    void closeLastTab() override;
+
+private:
+    explicit KTMainWindowController(std::unique_ptr<KTWebViewController> first);
+    void windowDidLoad();
+    void buildToolbar();
+    void applyWindowColor(const KTColor& color);
+    static void releaseLater(KTMainWindowController* controller);
+
+    std::unique_ptr<KTMainWindow> window_;
+    std::unique_ptr<KTTabViewController> tabController_;
+    GtkWidget* urlEntry_ = nullptr;
+    GtkWidget* titleIcon_ = nullptr;
+    std::vector<GtkWidget*> toolbarItems_;
+    GtkWidget* toolbarButton_ = nullptr;
+    std::unique_ptr<KTDownloadsView> downloads_;
+    bool toolbarShown_ = false;
+    std::vector<KTObservation> observations_;
+    std::vector<KTSignal> signals_;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+} // namespace quilt

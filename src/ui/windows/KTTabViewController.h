@@ -1,0 +1,137 @@
+#pragma once
+
+#include "core/config/KTNotificationCenter.h"
+#include "core/config/KTSignal.h"
+#include "core/windows/KTTabModel.h"
+#include "web/KTWebViewController.h"
+
+#include <gtk/gtk.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quilt {
+
+class KTMainWindowController;
+
+// How a window's tabs report to the window.
+class KTTabViewControllerDelegate {
+public:
+    virtual ~KTTabViewControllerDelegate() = default;
+    virtual void needChangeUrl(const std::string& /*url*/) {}
+    virtual void changeSecureStatus(bool) {}
+    virtual void changeLoadStatus(bool) {}
+    virtual void editUrl() {}
+    virtual void newTabWasCreated() {}
+    // A page asked for a window; returns the new window's controller.
+    virtual KTMainWindowController* needCreateWindowForController(std::unique_ptr<KTWebViewController>)
+    {
+        return nullptr;
+    }
+    virtual void setToolbarShown(bool) {}
+    // The last tab asked to close (window.close(), a link that left the site).
+    virtual void closeLastTab() {}
+};
+
+// The tabs of one window on a GtkNotebook: creation in its four ways, the
+// recently-selected order, the tab strip (hidden with one tab), commands
+// that arrive by name and act on the selected page, and restoration.
+class KTTabViewController : public KTWebViewControllerDelegate {
+public:
+    // Builds the widgets and the first tab; a page handed in becomes tab 0.
+    explicit KTTabViewController(std::unique_ptr<KTWebViewController> first = nullptr);
+    ~KTTabViewController() override;
+    KTTabViewController(const KTTabViewController&) = delete;
+    KTTabViewController& operator=(const KTTabViewController&) = delete;
+
+    GtkWidget* view() const { return root_; }
+    KTTabViewControllerDelegate* delegate = nullptr;
+
+    size_t tabsCount() const { return tabs_.size(); }
+    const KTTabModel& model() const { return model_; }
+    // The tab strip's height: 0 with one tab, 26 after updateTabBar with
+    // more, 22 right after restoring several URLs.
+    int tabbarHeight() const { return tabbarHeight_; }
+    KTWebViewController* selectedWebViewController() const;
+    KTWebViewController* pageAt(size_t index) const;
+    void selectTabAt(size_t index);
+    // Next (+1) or previous (-1) tab, wrapping around.
+    void selectRelative(int step);
+
+    void setFirstWebViewController(std::unique_ptr<KTWebViewController> page);
+    void createTabForController(std::unique_ptr<KTWebViewController> page);
+    void addNewTab();
+    void openLinkInNewTab(const std::string& url);
+    void removeCurrentTab();
+    void removeTab(KTWebViewController* page);
+    void updateTabBar();
+    bool restoreUrls(const std::vector<std::string>& urls);
+    std::vector<std::string> getOpenedUrls() const;
+
+    void goBack();
+    void goForward();
+    void goHome();
+    void openUrl(const std::string& text);
+    void refresh();
+    void stop();
+    void printpage();
+    void zoomin();
+    void zoomout();
+    void resetzoom();
+    void showToolbar();
+    void hideToolbar();
+    void showBookmarkNotification();
+    void openBookmark(const std::string& name);
+    void releaseAllWebViews();
+
+    // KTWebViewControllerDelegate
+    void newWebViewConstroller(std::unique_ptr<KTWebViewController> controller) override;
+    void webViewDidBeignLoadUrl(WebKitWebView* view, const std::string& url) override;
+    void webViewDidEndLoadUrl(WebKitWebView* view, const std::string& url) override;
+    void webViewDidChangeLoadStatus(WebKitWebView* view, bool loading) override;
+    void closeTabForController(KTWebViewController* page) override;
+
+private:
+    class TabLabel;
+    struct Tab {
+        KTTabModel::Id id;
+        std::unique_ptr<KTWebViewController> page;
+        std::unique_ptr<TabLabel> label;
+    };
+
+    KTTabModel::Id appendTab(std::unique_ptr<KTWebViewController> page, const std::string& label);
+    std::unique_ptr<KTWebViewController> newPage();
+    void closeTab(KTTabModel::Id id);
+    Tab* tabForId(KTTabModel::Id id);
+    Tab* tabForPage(const KTWebViewController* page);
+    Tab* tabForWidget(GtkWidget* widget);
+    const Tab* selectedTab() const;
+    void onSwitchPage(GtkWidget* child);
+    void setTabbarHeight(int height);
+    void setToolbarShown(bool shown);
+    // Commands act on the selected page, and on nothing when there is none.
+    template <class F>
+    void withSelected(F&& f)
+    {
+        if (KTWebViewController* p = selectedWebViewController())
+            f(*p);
+    }
+    void rebuildBookmarkBar();
+    void observe();
+
+    GtkWidget* root_ = nullptr;
+    GtkWidget* notebook_ = nullptr;
+    GtkWidget* bookmarkBar_ = nullptr;
+    GtkCssProvider* heightCss_ = nullptr;
+    int tabbarHeight_ = 0;
+    KTTabModel model_;
+    std::vector<Tab> tabs_;
+    std::vector<KTSignal> signals_;
+    std::vector<KTObservation> observations_;
+    bool tearingDown_ = false;
+    std::shared_ptr<bool> aliveToken_ = std::make_shared<bool>(true);
+};
+
+} // namespace quilt

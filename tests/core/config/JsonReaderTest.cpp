@@ -1,0 +1,211 @@
+// The store files' JSON reader, checked against nlohmann's parser: the same
+// values of the same types, or both refuse.
+
+#include "core/config/KTJsonReader.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+using namespace quilt;
+
+namespace {
+
+// Equal values of equal types (5 as unsigned is not 5 as signed here),
+// objects compared in order.
+::testing::AssertionResult sameTree(const KTJson& a, const KTJson& b, const std::string& at = "$")
+{
+    if (a.type() != b.type())
+        return ::testing::AssertionFailure() << at << ": " << a.type_name() << " vs " << b.type_name();
+    if (a.is_number_float()) {
+        double x = a.get<double>(), y = b.get<double>();
+        if (x != y || std::signbit(x) != std::signbit(y))
+            return ::testing::AssertionFailure() << at << ": " << x << " vs " << y;
+    } else if (a.is_object()) {
+        if (a.size() != b.size())
+            return ::testing::AssertionFailure() << at << ": " << a.size() << " members vs " << b.size();
+        for (auto i = a.begin(), j = b.begin(); i != a.end(); ++i, ++j) {
+            if (i.key() != j.key())
+                return ::testing::AssertionFailure() << at << ": key " << i.key() << " vs " << j.key();
+            if (auto r = sameTree(i.value(), j.value(), at + "." + i.key()); !r)
+                return r;
+        }
+    } else if (a.is_array()) {
+        if (a.size() != b.size())
+            return ::testing::AssertionFailure() << at << ": " << a.size() << " items vs " << b.size();
+        for (size_t i = 0; i < a.size(); ++i)
+            if (auto r = sameTree(a[i], b[i], at + "[" + std::to_string(i) + "]"); !r)
+                return r;
+    } else if (a != b) {
+        return ::testing::AssertionFailure() << at << ": " << a.dump() << " vs " << b.dump();
+    }
+    return ::testing::AssertionSuccess();
+}
+
+// Both parsers on the same text: the same value, or both refuse.
+::testing::AssertionResult agree(const std::string& text)
+{
+    std::optional<KTJson> expected;
+    try {
+        expected = KTJson::parse(text);
+    } catch (const KTJson::exception&) {
+    }
+    std::string error;
+    auto got = KTJsonReader::parse(text, &error);
+    if (expected.has_value() != got.has_value())
+        return ::testing::AssertionFailure() << (expected ? "only nlohmann accepts " : "only the reader accepts ")
+                                             << ::testing::PrintToString(text) << " " << error;
+    if (!got && error.rfind("parse error at line ", 0) != 0)
+        return ::testing::AssertionFailure() << "no error message for " << ::testing::PrintToString(text);
+    if (!got)
+        return ::testing::AssertionSuccess();
+    auto r = sameTree(*got, *expected);
+    return r ? r : (r << " in " << ::testing::PrintToString(text));
+}
+
+class ReaderTable : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(ReaderTable, AgreesWithNlohmann) { EXPECT_TRUE(agree(GetParam())); }
+
+INSTANTIATE_TEST_SUITE_P(
+    Documents, ReaderTable,
+    ::testing::Values(
+        // Accepted.
+        "{}", "[]", " {\"a\" : [1, -2, 3.5, true, false, null] } ", "\xEF\xBB\xBF{\"bom\":1}", "\"top\"", "0", "-0",
+        "-0.0", "1E5", "2.5e-3", "1e-400", "18446744073709551615", "18446744073709551616", "-9223372036854775808",
+        "-9223372036854775809", "123456789012345678901234567890", "{\"k\":1,\"k\":2}", "{\"k\":{\"a\":1},\"x\":0,\"k\":[]}",
+        "\"\\u00e9\\u65e5\\uD83D\\uDE00\\u0000\"", "\"\\\"\\\\\\/\\b\\f\\n\\r\\t\"", "\"é日😀\"", "[[[[]]]]",
+        "{\"\":\"\"}", "\t\r\n[\t1\r,\n2 ]\n",
+        // Refused.
+        "", " ", "{", "}", "[1,]", "{\"a\":1,}", "{,}", "[,1]", "{\"a\"}", "{\"a\":}", "{a:1}", "{'a':1}", "01",
+        "-01", "1.", ".5", "1e", "1e+", "-", "+1", "0x10", "NaN", "Infinity", "1e400", "-1e400", "tru", "nul",
+        "truex", "[1 2]", "{\"a\":1 \"b\":2}", "\"abc", "\"a\nb\"", "\"\\x\"", "\"\\u12\"", "\"\\uZZZZ\"",
+        "\"\\uD83D\"", "\"\\uDE00\"", "\"\\uD83D\\u0041\"", "\"\xC3\"", "\"\xC0\xAF\"", "\"\xED\xA0\x80\"",
+        "\"\xF4\x90\x80\x80\"", "\"\xFF\"", "\"\x80\"", "\xEF\xBB{}", "{} {}", "[1]x", std::string("[1,\0 2]", 7).c_str(),
+        "[\"a\"\x01]"));
+
+TEST(JsonReader, NestingBeyondTheLimitIsRefused)
+{
+    const int limit = KTJsonReader::kMaxDepth;
+    std::string ok = std::string(limit, '[') + std::string(limit, ']');
+    EXPECT_TRUE(KTJsonReader::parse(ok));
+    std::string error;
+    std::string deep = std::string(limit + 1, '[') + std::string(limit + 1, ']');
+    EXPECT_FALSE(KTJsonReader::parse(deep, &error));
+    EXPECT_NE(error.find("nested too deeply"), std::string::npos) << error;
+    // A hostile file: a million openings must not exhaust the stack.
+    EXPECT_FALSE(KTJsonReader::parse(std::string(1000000, '[')));
+    std::string objects;
+    for (int i = 0; i < 100000; ++i)
+        objects += "{\"a\":";
+    EXPECT_FALSE(KTJsonReader::parse(objects));
+}
+
+TEST(JsonReader, LargeObjectsKeepOrderAndLookups)
+{
+    std::string text = "{";
+    for (int i = 0; i < 5000; ++i)
+        text += "\"k" + std::to_string(i % 4000) + "\":" + std::to_string(i) + (i < 4999 ? "," : "}");
+    auto v = KTJsonReader::parse(text);
+    ASSERT_TRUE(v);
+    EXPECT_TRUE(agree(text));
+    EXPECT_EQ(v->size(), 4000u);
+    EXPECT_EQ((*v)["k3"], 4003);
+    EXPECT_EQ((*v)["k3999"], 3999);
+    (*v)["new"] = 1;
+    EXPECT_EQ(std::prev(v->end()).key(), "new");
+}
+
+// Random documents written with varied spacing, escapes and number forms.
+class DocumentWriter {
+public:
+    explicit DocumentWriter(unsigned seed)
+        : rng_(seed)
+    {
+    }
+
+    std::string document() { return space() + value(0) + space(); }
+
+private:
+    size_t pick(size_t n) { return rng_() % n; }
+
+    std::string space()
+    {
+        static const char* spaces[] = {"", "", "", " ", "\n", "\t", "\r\n  "};
+        return spaces[pick(std::size(spaces))];
+    }
+
+    std::string string()
+    {
+        static const char* pieces[] = {"a", "Zoë", "日本", "😀", "\\n", "\\\"", "\\\\", "\\/", "\\u00e9", "\\u0000",
+                                       "\\uD83D\\uDE00", "\\b\\f\\r\\t", " ", "title", "https://x.example/?q=1&r=2"};
+        std::string s = "\"";
+        for (size_t n = pick(5); n > 0; --n)
+            s += pieces[pick(std::size(pieces))];
+        return s + "\"";
+    }
+
+    std::string number()
+    {
+        static const char* forms[] = {"0", "-0", "7", "-45", "1.5", "-0.25", "1e10", "1E-3", "-2.5e+2", "0.1",
+                                      "18446744073709551615", "18446744073709551616", "-9223372036854775808",
+                                      "-9223372036854775809", "1e308", "4.9e-324", "1e-330", "123456.789e3"};
+        if (pick(3) == 0)
+            return (pick(2) ? "-" : "") + std::to_string(rng_() % 100000000);
+        return forms[pick(std::size(forms))];
+    }
+
+    std::string value(int depth)
+    {
+        switch (depth > 5 ? pick(4) : pick(7)) {
+        case 0: return string();
+        case 1: return number();
+        case 2: return pick(2) ? "true" : (pick(2) ? "false" : "null");
+        case 3: return string();
+        case 4:
+        case 5: {
+            std::string s = "{" + space();
+            for (size_t n = pick(5), i = 0; i < n; ++i) {
+                std::string key = pick(4) ? "\"k" + std::to_string(pick(6)) + "\"" : string();
+                s += (i ? "," + space() : "") + key + space() + ":" + space() + value(depth + 1) + space();
+            }
+            return s + "}";
+        }
+        default: {
+            std::string s = "[" + space();
+            for (size_t n = pick(5), i = 0; i < n; ++i)
+                s += (i ? "," + space() : "") + value(depth + 1) + space();
+            return s + "]";
+        }
+        }
+    }
+
+    std::mt19937 rng_;
+};
+
+TEST(JsonReader, RandomDocumentsAndTheirMutationsAgree)
+{
+    static const char bytes[] = "{}[],:\"\\e-+.0x \n\x01\x80\xC3\xA9\xED\xF0\xFF";
+    std::mt19937 rng(2024);
+    for (unsigned i = 0; i < 3000; ++i) {
+        std::string doc = DocumentWriter(i).document();
+        ASSERT_TRUE(agree(doc));
+        ASSERT_TRUE(KTJsonReader::parse(doc)) << doc;
+        for (int m = 0; m < 4; ++m) {
+            std::string bent = doc;
+            for (int k = 1 + static_cast<int>(rng() % 3); k > 0 && !bent.empty(); --k) {
+                size_t at = rng() % bent.size();
+                char c = bytes[rng() % (sizeof bytes - 1)];
+                switch (rng() % 3) {
+                case 0: bent.erase(at, 1); break;
+                case 1: bent.insert(at, 1, c); break;
+                default: bent[at] = c; break;
+                }
+            }
+            ASSERT_TRUE(agree(bent));
+        }
+    }
+}
+
+} // namespace

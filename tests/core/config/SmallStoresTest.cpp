@@ -1,0 +1,148 @@
+// The restore, zoom, bookmark and history stores.
+
+#include "ConfigTest.h"
+
+#include "core/config/KTBookmarksManager.h"
+#include "core/config/KTFileUtil.h"
+#include "core/config/KTHistoryManager.h"
+#include "core/config/KTRect.h"
+#include "core/config/KTRestoreManager.h"
+#include "core/config/KTShared.h"
+#include "core/config/KTWebPageZoomManager.h"
+
+#include <cstdlib>
+#include <ctime>
+
+using namespace quilt;
+using namespace quilt::test;
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+class StoresTest : public ::testing::Test {
+protected:
+    std::string file(const char* name) const { return env.dataFolder() + name; }
+    TestEnvironment env;
+};
+
+TEST_F(StoresTest, RestoreKeepsFileOrderAndRoundTrips)
+{
+    env.writeFile(file("restore.json"),
+                  R"({"window1":{"url":["https://b.example/"]},"version":1.1,"window0":{"url":["https://a.example/","https://a.example/2"],"windowFrame":"{{10, 20}, {800, 600}}"}})");
+    auto& r = KTRestoreManager::sharedManager();
+    EXPECT_EQ(r.windowKeys(), (Strings{"window1", "window0"}));
+    EXPECT_EQ(r.getUrlsForKey("window0"), (Strings{"https://a.example/", "https://a.example/2"}));
+    auto frame = r.windowsFrameString("window0");
+    ASSERT_TRUE(frame);
+    EXPECT_EQ(KTRect::fromString(*frame), (KTRect{10, 20, 800, 600}));
+
+    r.clear();
+    r.addUrlsForKey({"https://c.example/"}, "window0");
+    r.setWindowFrameStringForKey(KTRect{0, 0, 1024.5, 768}.toString(), "window0");
+    r.save();
+    EXPECT_EQ(env.readFile(file("restore.json")),
+              R"({"window0":{"url":["https://c.example/"],"windowFrame":"{{0, 0}, {1024.5, 768}}"},"version":1.1})");
+}
+
+TEST_F(StoresTest, RestoreConvertsTheOldFormatAtLoad)
+{
+    env.writeFile(file("restore.json"),
+                  R"({"window0":{"0":"https://a.example/","1":"https://b.example/"},"windowX":"not an object","other":{"0":"https://z.example/"}})");
+    auto& r = KTRestoreManager::sharedManager();
+    EXPECT_EQ(r.getUrlsForKey("window0"), (Strings{"https://a.example/", "https://b.example/"}));
+    EXPECT_FALSE(json::lookup(r.json()["other"], "url"));
+    KTJson saved = env.readJson(file("restore.json"));
+    EXPECT_EQ(KTJson::array({saved["version"], saved["window0"]["url"]}),
+              KTJson::parse(R"([1.1, ["https://a.example/", "https://b.example/"]])"));
+}
+
+struct ZoomCase {
+    const char* name;
+    std::optional<std::string> file;
+    std::optional<double> zoom;
+    bool rewritten;
+};
+
+class Zoom : public StoresTest, public ::testing::WithParamInterface<ZoomCase> {};
+
+TEST_P(Zoom, Load)
+{
+    const auto& c = GetParam();
+    if (c.file)
+        env.writeFile(file("webpagezoom.json"), *c.file);
+    EXPECT_EQ(KTWebPageZoomManager::sharedManager().zoomValue(), c.zoom);
+    EXPECT_EQ(env.readFile(file("webpagezoom.json")), c.rewritten ? "{\"currentzoomvalue\":1.0}" : c.file.value_or(""));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, Zoom,
+    ::testing::Values(ZoomCase{"Missing", std::nullopt, 1.0, true},
+                      ZoomCase{"EmptyObject", "{}", 1.0, true},
+                      ZoomCase{"Corrupt", "{\"currentzoomvalue\":", 1.0, true},
+                      ZoomCase{"Stored", "{\"currentzoomvalue\":1.25}", 1.25, false},
+                      // Taken as it is, even without the key.
+                      ZoomCase{"OtherKey", "{\"zoom\":2}", std::nullopt, false}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(StoresTest, HistoryKeepsTheLaterVisitPerTitle)
+{
+    auto& h = KTHistoryManager::sharedManager();
+    h.addUrlWithNameForDate("https://a.example/1", "Inbox", "2026-01-01 10:00:00Z T");
+    h.addUrlWithNameForDate("https://a.example/2", "Inbox", "2026-01-02 10:00:00Z T");
+    h.addUrlWithNameForDate("", "No URL", "2026-01-03 10:00:00Z T");
+    h.addUrlWithNameForDate("https://a.example/3", "", "2026-01-03 10:00:00Z T");
+    EXPECT_EQ(h.json().size(), 1u);
+    EXPECT_EQ(h.getUrlByName("Inbox"), "https://a.example/2");
+    h.save();
+    EXPECT_EQ(env.readFile(file("history.json")),
+              R"({"Inbox":{"url":"https://a.example/2","date":"2026-01-02 10:00:00Z T"}})");
+    h.clearHistory();
+    EXPECT_FALSE(h.getUrlByName("Inbox"));
+}
+
+class TimeZone {
+public:
+    explicit TimeZone(const char* tz)
+    {
+        if (const char* old = std::getenv("TZ"))
+            old_ = old;
+        ::setenv("TZ", tz, 1);
+        ::tzset();
+    }
+    ~TimeZone()
+    {
+        if (old_)
+            ::setenv("TZ", old_->c_str(), 1);
+        else
+            ::unsetenv("TZ");
+        ::tzset();
+    }
+
+private:
+    std::optional<std::string> old_;
+};
+
+struct DateCase {
+    const char* tz;
+    std::time_t when;
+    const char* expected;
+};
+
+class DateString : public ::testing::TestWithParam<DateCase> {};
+
+TEST_P(DateString, Format)
+{
+    TimeZone zone(GetParam().tz);
+    EXPECT_EQ(KTHistoryManager::dateString(GetParam().when), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Zones, DateString,
+    ::testing::Values(DateCase{"UTC", 1700000000, "2023-11-14 22:13:20Z T"},
+                      DateCase{"Europe/Paris", 1700000000, "2023-11-14 23:13:20+01:00 T"},
+                      DateCase{"Europe/Paris", 1690000000, "2023-07-22 06:26:40+02:00 T"},
+                      DateCase{"America/St_Johns", 1700000000, "2023-11-14 18:43:20-03:30 T"},
+                      DateCase{"Asia/Kathmandu", 0, "1970-01-01 05:30:00+05:30 T"}));
+
+} // namespace

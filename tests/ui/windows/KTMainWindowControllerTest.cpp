@@ -1,0 +1,146 @@
+// Real main windows: what closing the last one means, and the confirmation
+// alert before closing several tabs.
+
+#include "support/GuiTest.h"
+
+#include "core/config/KTBehaviorManager.h"
+#include "core/config/KTSettingsManager.h"
+#include "ui/windows/KTMainWindowController.h"
+
+#include <gtk/gtk.h>
+
+namespace quilt::test {
+namespace {
+
+// Answers the first message dialog that shows up, as a user would, and
+// keeps its texts. Dialogs run their own main loop, so it polls from a timer.
+class AlertAnswerer {
+public:
+    explicit AlertAnswerer(int response)
+        : response_(response)
+    {
+        id_ = g_timeout_add(20, +[](gpointer data) -> gboolean {
+            return static_cast<AlertAnswerer*>(data)->poll() ? G_SOURCE_REMOVE : G_SOURCE_CONTINUE;
+        }, this);
+    }
+    ~AlertAnswerer()
+    {
+        if (!done_)
+            g_source_remove(id_);
+    }
+    bool seen() const { return !text.empty(); }
+    std::string text, secondary;
+    std::vector<std::string> buttons;
+
+private:
+    bool poll()
+    {
+        GList* tops = gtk_window_list_toplevels();
+        GtkWidget* dialog = nullptr;
+        for (GList* l = tops; l; l = l->next)
+            if (GTK_IS_MESSAGE_DIALOG(l->data) && gtk_widget_get_visible(GTK_WIDGET(l->data)))
+                dialog = GTK_WIDGET(l->data);
+        g_list_free(tops);
+        if (!dialog)
+            return false;
+        gchar *t = nullptr, *s = nullptr;
+        g_object_get(dialog, "text", &t, "secondary-text", &s, nullptr);
+        text = t ? t : "";
+        secondary = s ? s : "";
+        g_free(t);
+        g_free(s);
+        // The buttons in the order they show.
+        GtkWidget* cancel = gtk_dialog_get_widget_for_response(GTK_DIALOG(dialog), GTK_RESPONSE_CANCEL);
+        if (GtkWidget* box = cancel ? gtk_widget_get_parent(cancel) : nullptr) {
+            GList* kids = gtk_container_get_children(GTK_CONTAINER(box));
+            for (GList* l = kids; l; l = l->next)
+                if (GTK_IS_BUTTON(l->data))
+                    buttons.emplace_back(gtk_button_get_label(GTK_BUTTON(l->data)));
+            g_list_free(kids);
+        }
+        gtk_dialog_response(GTK_DIALOG(dialog), response_);
+        done_ = true;
+        return true;
+    }
+    int response_;
+    guint id_ = 0;
+    bool done_ = false;
+};
+
+class MainWindowTest : public GuiTest {};
+
+// ------------------------------------------------------------- closing
+
+TEST_F(MainWindowTest, ClosingTheLastWindowHidesTheApplication)
+{
+    int hides = 0;
+    KTMainWindowController::hideApplication = [&] { ++hides; };
+    KTMainWindowController* window = newWindow();
+    window->tabController()->addNewTab();
+    EXPECT_FALSE(window->windowShouldClose());
+    EXPECT_EQ(hides, 1);
+    window->close();
+    drainEvents();
+    EXPECT_EQ(hides, 2);
+    ASSERT_EQ(KTMainWindowController::mainWindows().size(), 1u);
+    EXPECT_EQ(window->tabController()->tabsCount(), 2u) << "the window survives with its tabs";
+    KTMainWindowController::hideApplication = nullptr;
+}
+
+TEST_F(MainWindowTest, WithCloseApplicationTheLastWindowCloses)
+{
+    int hides = 0;
+    KTMainWindowController::hideApplication = [&] { ++hides; };
+    writeDataFile("behavior.json", {{"version", 1.1}, {"closeApplication", true}});
+    KTMainWindowController* window = newWindow();
+    GtkWidget* w = GTK_WIDGET(window->window().window());
+    window->close();
+    EXPECT_FALSE(gtk_widget_get_visible(w));
+    EXPECT_TRUE(KTMainWindowController::mainWindows().empty());
+    drainEvents();
+    EXPECT_EQ(hides, 0);
+    KTMainWindowController::hideApplication = nullptr;
+}
+
+struct ConfirmCase {
+    const char* name;
+    size_t tabs;      // in the window being closed
+    int answer;       // the alert's button, if it comes
+    bool alert;
+    bool closes;
+};
+
+class MainWindowConfirmTest : public MainWindowTest, public ::testing::WithParamInterface<ConfirmCase> {};
+
+TEST_P(MainWindowConfirmTest, ConfirmationOnlyForSeveralTabs)
+{
+    const ConfirmCase& c = GetParam();
+    writeDataFile("settings.json", {{"confirmBeforeTabsClose", true}});
+    newWindow();
+    KTMainWindowController* second = newWindow();
+    while (second->tabController()->tabsCount() < c.tabs)
+        second->tabController()->addNewTab();
+    AlertAnswerer answerer(c.answer);
+    bool closes = second->windowShouldClose();
+    EXPECT_EQ(closes, c.closes);
+    EXPECT_EQ(answerer.seen(), c.alert);
+    if (c.alert) {
+        EXPECT_EQ(answerer.text, "Are you sure you want to quit?");
+        EXPECT_EQ(answerer.secondary, "Quiting will close all Windows and Tabs.");
+        EXPECT_EQ(answerer.buttons, (std::vector<std::string> {"Quit", "Cancel"}));
+    }
+    if (!closes) {
+        EXPECT_EQ(second->tabController()->tabsCount(), c.tabs) << "nothing changes";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Tabs, MainWindowConfirmTest,
+                         ::testing::Values(ConfirmCase {"OneTabNoAlert", 1, GTK_RESPONSE_CANCEL, false, true},
+                                           ConfirmCase {"TwoTabsCancelled", 2, GTK_RESPONSE_CANCEL, true, false},
+                                           ConfirmCase {"TwoTabsQuit", 2, GTK_RESPONSE_ACCEPT, true, true},
+                                           ConfirmCase {"AlertClosedOtherwise", 3, GTK_RESPONSE_DELETE_EVENT, true,
+                                                        false}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+} // namespace
+} // namespace quilt::test

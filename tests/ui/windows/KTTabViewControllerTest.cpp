@@ -1,0 +1,140 @@
+// The tabs of a real main window: the recently-selected order, the tab
+// strip and pages opened by pages.
+
+#include "support/GuiTest.h"
+
+#include "core/config/KTBehaviorManager.h"
+#include "core/config/KTSettingsManager.h"
+#include "ui/windows/KTMainWindowController.h"
+
+#include <gtk/gtk.h>
+
+namespace quilt::test {
+namespace {
+
+class TabsTest : public GuiTest {
+protected:
+    // A window with n tabs, ids 0..n-1.
+    KTTabViewController* tabsWith(size_t n)
+    {
+        KTTabViewController* tabs = newWindow()->tabController();
+        while (tabs->tabsCount() < n)
+            tabs->addNewTab();
+        return tabs;
+    }
+    void visit(KTTabViewController* tabs, std::initializer_list<size_t> indexes)
+    {
+        for (size_t i : indexes)
+            tabs->selectTabAt(i);
+    }
+    static std::string recent(const KTTabViewController* tabs)
+    {
+        std::string out;
+        for (auto id : tabs->model().tabsOrder())
+            out += (out.empty() ? "" : " ") + std::to_string(id);
+        return out;
+    }
+    static bool selectionMatchesNotebook(KTTabViewController* tabs)
+    {
+        auto* sel = tabs->selectedWebViewController();
+        return sel && gtk_widget_get_visible(sel->view()) && gtk_widget_get_mapped(sel->view());
+    }
+};
+
+// ------------------------------------------------------ recent order
+
+TEST_F(TabsTest, ClosingWithReturnToPriorSelectsThePreviouslySelectedTab)
+{
+    KTSettingsManager::sharedManager().setReturnToPrior(true);
+    KTTabViewController* tabs = tabsWith(5);
+    visit(tabs, {0, 4, 1});
+    EXPECT_EQ(tabs->model().stateString(), "0 1* 2 3 4");
+    tabs->removeCurrentTab();
+    EXPECT_EQ(tabs->model().stateString(), "0 2 3 4*") << "back to 4, not to the neighbour";
+    EXPECT_TRUE(waitUntil([&] { return selectionMatchesNotebook(tabs); }));
+    tabs->removeCurrentTab();
+    EXPECT_EQ(tabs->model().stateString(), "0* 2 3");
+}
+
+TEST_F(TabsTest, ClosingWithoutReturnToPriorKeepsTheTabStripsChoice)
+{
+    KTSettingsManager::sharedManager().setReturnToPrior(false);
+    KTTabViewController* tabs = tabsWith(5);
+    visit(tabs, {0, 4, 1});
+    tabs->removeCurrentTab();
+    std::string state = tabs->model().stateString();
+    EXPECT_TRUE(state == "0* 2 3 4" || state == "0 2* 3 4") << state << ": a neighbour of the closed tab";
+    EXPECT_NE(recent(tabs).find('1'), std::string::npos) << "the closed tab stays in the recent order";
+    EXPECT_TRUE(waitUntil([&] { return selectionMatchesNotebook(tabs); }));
+}
+
+// --------------------------------------------------------- tab strip
+
+TEST_F(TabsTest, TabStripHeightFollowsTheTabs)
+{
+    KTTabViewController* tabs = tabsWith(1);
+    EXPECT_EQ(tabs->tabbarHeight(), 0);
+    tabs->addNewTab();
+    EXPECT_EQ(tabs->tabbarHeight(), 26);
+    tabs->removeCurrentTab();
+    EXPECT_EQ(tabs->tabbarHeight(), 0);
+
+    ASSERT_TRUE(tabs->restoreUrls({server->url("/one"), server->url("/two")}));
+    EXPECT_EQ(tabs->tabsCount(), 2u);
+    EXPECT_EQ(tabs->tabbarHeight(), 22) << "right after restoring several URLs";
+    tabs->updateTabBar();
+    EXPECT_EQ(tabs->tabbarHeight(), 26);
+}
+
+// ----------------------------------------------- pages opening pages
+
+struct OpenCase {
+    const char* name;
+    bool openTabInsteadWindow;
+    bool openOtherAppInBackground;
+    bool selectNewTab;
+    size_t windows;  // afterwards
+    bool selected;   // the new tab is the selected one
+};
+
+class TabsOpenTest : public TabsTest, public ::testing::WithParamInterface<OpenCase> {};
+
+TEST_P(TabsOpenTest, PageOpenedByAPageBecomesATabOrAWindow)
+{
+    const OpenCase& c = GetParam();
+    writeDataFile("behavior.json", {{"version", 1.1},
+                                    {"openTabWindow", c.openTabInsteadWindow},
+                                    {"openOtherWindowInBackground", c.openOtherAppInBackground}});
+    writeDataFile("settings.json", {{"selectNewTab", c.selectNewTab}});
+    KTTabViewController* tabs = tabsWith(1);
+    auto page = std::make_unique<KTWebViewController>();
+    KTWebViewController* raw = page.get();
+    raw->loadRequest(server->url("/title"));
+    tabs->newWebViewConstroller(std::move(page));
+
+    ASSERT_EQ(KTMainWindowController::mainWindows().size(), c.windows);
+    EXPECT_EQ(KTSettingsManager::sharedManager().selectNewTab(), c.selectNewTab) << "reads as before";
+    if (c.windows == 2) {
+        KTTabViewController* other = KTMainWindowController::mainWindows().back()->tabController();
+        EXPECT_EQ(other->tabsCount(), 1u);
+        EXPECT_EQ(other->pageAt(0), raw) << "the page is tab 0 of the new window";
+        EXPECT_EQ(tabs->tabsCount(), 1u);
+    } else {
+        ASSERT_EQ(tabs->tabsCount(), 2u);
+        EXPECT_EQ(tabs->pageAt(1), raw);
+        EXPECT_EQ(tabs->selectedWebViewController() == raw, c.selected);
+        EXPECT_EQ(tabs->tabbarHeight(), 26);
+    }
+    EXPECT_TRUE(waitLoaded(raw, server->url("/title")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Behaviour, TabsOpenTest,
+    ::testing::Values(OpenCase {"NewWindow", false, false, false, 2, false},
+                      OpenCase {"TabAlwaysSelected", true, false, false, 1, true},
+                      OpenCase {"BackgroundTabNotSelected", true, true, false, 1, false},
+                      OpenCase {"BackgroundTabSelectedBySetting", true, true, true, 1, true}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+} // namespace
+} // namespace quilt::test
