@@ -15,6 +15,7 @@
 #include "core/web/KTUserAgents.h"
 #include "core/windows/KTWindowRestorer.h"
 #include "ui/windows/KTMainWindowController.h"
+#include "ui/windows/KTScreen.h"
 #include "web/KTWebContext.h"
 
 #include <glib-unix.h>
@@ -215,11 +216,6 @@ void AppDelegate::enableSpellCheckAndGrammar()
 KTMainWindowController* AppDelegate::getTopMainController() const { return KTMainWindowController::front(); }
 
 KTMainWindowController* AppDelegate::createNewMainWindow() { return KTMainWindowController::create(); }
-
-std::string AppDelegate::appName() const
-{
-    return KTQuiltManager::enterpriseBuild() ? KTQuiltManager::appName() : KTBundle::main().folderName();
-}
 
 std::string AppDelegate::appTargetName() const { return KTBundle::main().folderName(); }
 
@@ -487,7 +483,7 @@ void AppDelegate::installActions()
     g_menu_append_submenu(app, "User Agent", G_MENU_MODEL(agentsMenu));
     g_object_unref(agentsMenu);
     g_menu_append(app, "Show or Hide the Toolbar", "app.toggle-toolbar");
-    g_menu_append(app, ("Quit " + appName()).c_str(), "app.quit");
+    g_menu_append(app, ("Quit " + KTQuiltManager::applicationName()).c_str(), "app.quit");
     g_menu_append_section(menu, nullptr, G_MENU_MODEL(app));
     KTMainWindowController::primaryMenu = G_MENU_MODEL(menu);
     g_object_unref(windows);
@@ -600,15 +596,7 @@ void AppDelegate::applyCookieAcceptPolicy(unsigned long policy)
 
 KTRect AppDelegate::mainScreenFrame()
 {
-    GdkDisplay* display = gdk_display_get_default();
-    GdkMonitor* monitor = display ? gdk_display_get_primary_monitor(display) : nullptr;
-    if (!monitor && display && gdk_display_get_n_monitors(display) > 0)
-        monitor = gdk_display_get_monitor(display, 0);
-    if (!monitor)
-        return KTShellDelegate::mainScreenFrame();
-    GdkRectangle area;
-    gdk_monitor_get_workarea(monitor, &area);
-    return KTRect{double(area.x), double(area.y), double(area.width), double(area.height)};
+    return KTScreen::mainWorkArea().value_or(KTShellDelegate::mainScreenFrame());
 }
 
 } // namespace quilt

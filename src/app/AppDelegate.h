@@ -32,7 +32,6 @@ public:
 
     KTMainWindowController* getTopMainController() const;
     KTMainWindowController* createNewMainWindow();
-    std::string appName() const;
     std::string appTargetName() const;
 
     void applicationWillFinishLaunching();

@@ -1,7 +1,6 @@
 #include "ui/windows/KTMainWindowController.h"
 
 #include "core/config/KTBehaviorManager.h"
-#include "core/config/KTBundle.h"
 #include "core/config/KTLog.h"
 #include "core/config/KTNotificationNames.h"
 #include "core/config/KTQuiltManager.h"
@@ -20,13 +19,6 @@ std::vector<std::unique_ptr<KTMainWindowController>>& windowList()
 {
     static std::vector<std::unique_ptr<KTMainWindowController>> list;
     return list;
-}
-
-std::string appName()
-{
-    if (KTQuiltManager::enterpriseBuild())
-        return KTQuiltManager::appName();
-    return KTBundle::main().folderName();
 }
 
 GtkWidget* toolButton(const char* icon, const char* tooltip, const char* action)
@@ -195,7 +187,7 @@ std::string KTMainWindowController::titleText() const
 void KTMainWindowController::updateWindowTitlebar()
 {
     auto& s = KTSettingsManager::sharedManager();
-    std::string title = s.hideTitle() ? " " : appName();
+    std::string title = s.hideTitle() ? " " : KTQuiltManager::applicationName();
     gtk_window_set_title(window_->window(), title.c_str());
     gtk_header_bar_set_title(window_->headerBar(), toolbarShown_ ? nullptr : title.c_str());
     GList* icons = gtk_window_get_default_icon_list();
