@@ -15,6 +15,7 @@
 #include "core/web/KTUserAgents.h"
 #include "core/windows/KTWindowRestorer.h"
 #include "ui/windows/KTMainWindowController.h"
+#include "ui/windows/KTQuitConfirmation.h"
 #include "ui/windows/KTScreen.h"
 #include "web/KTWebContext.h"
 
@@ -40,17 +41,23 @@ KTMainWindowController* firstWindow()
     auto& list = KTMainWindowController::mainWindows();
     return list.empty() ? nullptr : list.front().get();
 }
+
 } // namespace
 
 AppDelegate::AppDelegate()
 {
     sharedDelegate = this;
     KTShellDelegate::setShared(this);
+    KTMainWindowController::setWindowsDelegate(this);
 }
 
 AppDelegate::~AppDelegate()
 {
     KTShellDelegate::setShared(nullptr);
+    if (KTMainWindowController::windowsDelegate() == this)
+        KTMainWindowController::setWindowsDelegate(nullptr);
+    if (primaryMenu_)
+        g_object_unref(primaryMenu_);
     if (app_)
         g_object_unref(app_);
     sharedDelegate = nullptr;
@@ -81,7 +88,6 @@ int AppDelegate::run(int argc, char** argv)
 void AppDelegate::onStartup()
 {
     KTMainWindowController::setApplication(app_);
-    KTMainWindowController::hideApplication = [this] { hideApplication(); };
     loadApplicationIcon();
     installActions();
     // Logging out sends SIGTERM: quit without asking, but save.
@@ -334,28 +340,34 @@ void AppDelegate::hideApplication()
         gtk_widget_hide(GTK_WIDGET(c->window().window()));
 }
 
-bool AppDelegate::applicationShouldTerminate()
+void AppDelegate::applicationShouldTerminate(std::function<void(bool)> decided)
 {
-    if (!KTBehaviorManager::sharedManager().warnCloseWindows())
-        return true;
-    if (KTMainWindowController::mainWindows().size() < 2)
-        return true;
+    if (!KTBehaviorManager::sharedManager().warnCloseWindows() || KTMainWindowController::mainWindows().size() < 2) {
+        decided(true);
+        return;
+    }
     KTMainWindowController* top = getTopMainController();
-    GtkWidget* alert = gtk_message_dialog_new(top ? top->window().window() : nullptr, GTK_DIALOG_MODAL,
-                                              GTK_MESSAGE_WARNING, GTK_BUTTONS_NONE, "Are you sure you want to quit?");
-    gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert), "Quitting will close all Windows and Tabs.");
-    gtk_dialog_add_buttons(GTK_DIALOG(alert), "Quit", GTK_RESPONSE_ACCEPT, "Cancel", GTK_RESPONSE_CANCEL, nullptr);
-    int answer = gtk_dialog_run(GTK_DIALOG(alert));
-    gtk_widget_destroy(alert);
-    return answer == GTK_RESPONSE_ACCEPT;
+    // "Quitting" here, "Quiting" at a window's close: they differ on purpose.
+    KTQuitConfirmation::ask(top ? top->window().window() : nullptr, "Quitting will close all Windows and Tabs.",
+                            std::move(decided));
 }
 
 void AppDelegate::quit(bool ask)
 {
     if (terminating_)
         return;
-    if (ask && !applicationShouldTerminate())
+    if (ask) {
+        // One question at a time; "Quit" comes back here without asking.
+        if (askingToQuit_)
+            return;
+        askingToQuit_ = true;
+        applicationShouldTerminate([this](bool quits) {
+            askingToQuit_ = false;
+            if (quits)
+                quit(false);
+        });
         return;
+    }
     applicationWillTerminate();
     g_application_quit(G_APPLICATION(app_));
 }
@@ -485,7 +497,7 @@ void AppDelegate::installActions()
     g_menu_append(app, "Show or Hide the Toolbar", "app.toggle-toolbar");
     g_menu_append(app, ("Quit " + KTQuiltManager::applicationName()).c_str(), "app.quit");
     g_menu_append_section(menu, nullptr, G_MENU_MODEL(app));
-    KTMainWindowController::primaryMenu = G_MENU_MODEL(menu);
+    primaryMenu_ = G_MENU_MODEL(menu);
     g_object_unref(windows);
     g_object_unref(page);
     g_object_unref(app);
