@@ -42,6 +42,34 @@ KTMainWindowController* firstWindow()
     return list.empty() ? nullptr : list.front().get();
 }
 
+KTTabViewController* frontTabs(AppDelegate* app)
+{
+    auto* top = app->getTopMainController();
+    return top ? top->tabController() : nullptr;
+}
+
+// Actions that run a command of the front window or its tabs, if any, or
+// post a notification by name.
+template <void (KTTabViewController::*Command)()>
+void onFrontTabs(AppDelegate* app)
+{
+    if (auto* t = frontTabs(app))
+        (t->*Command)();
+}
+
+template <void (KTMainWindowController::*Command)()>
+void onFrontWindow(AppDelegate* app)
+{
+    if (auto* top = app->getTopMainController())
+        (top->*Command)();
+}
+
+template <const char* Name>
+void posting(AppDelegate*)
+{
+    KTNotificationCenter::defaultCenter().post(Name);
+}
+
 } // namespace
 
 AppDelegate::AppDelegate()
@@ -403,53 +431,28 @@ void AppDelegate::installActions()
         void (*run)(AppDelegate*);
         std::vector<const char*> accels;
     };
-    auto tabs = [](AppDelegate* self) -> KTTabViewController* {
-        auto* top = self->getTopMainController();
-        return top ? top->tabController() : nullptr;
-    };
-    static auto tabsOf = tabs;
-    auto post = [](const char* name) { KTNotificationCenter::defaultCenter().post(name); };
-    static auto postName = post;
     const std::vector<Entry> entries = {
         {"quit", [](AppDelegate* s) { s->quit(true); }, {"<Control>q"}},
-        {"new-tab", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
-                 t->addNewTab();
-         }, {"<Control>t"}},
+        {"new-tab", onFrontTabs<&KTTabViewController::addNewTab>, {"<Control>t"}},
         {"new-window", [](AppDelegate* s) { s->newWindowClick(); }, {"<Control>n"}},
         {"close-tab", [](AppDelegate* s) { s->closeTab(); }, {"<Control>w"}},
-        {"reload", [](AppDelegate*) { postName(names::kReload); }, {"<Control>r", "F5"}},
-        {"stop", [](AppDelegate*) { postName(names::kStop); }, {}},
-        {"print", [](AppDelegate*) { postName(names::kPrintPage); }, {"<Control>p"}},
-        {"zoom-in", [](AppDelegate*) { postName(names::kZoomIn); }, {"<Control>plus", "<Control>equal", "<Control>KP_Add"}},
-        {"zoom-out", [](AppDelegate*) { postName(names::kZoomOut); }, {"<Control>minus", "<Control>KP_Subtract"}},
-        {"zoom-reset", [](AppDelegate*) { postName(names::kResetZoom); }, {"<Control>0", "<Control>KP_0"}},
-        {"back", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
-                 t->goBack();
-         }, {"<Alt>Left"}},
-        {"forward", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
-                 t->goForward();
-         }, {"<Alt>Right"}},
-        {"home", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
-                 t->goHome();
-         }, {"<Alt>Home"}},
-        {"focus-url", [](AppDelegate* s) {
-             if (auto* top = s->getTopMainController())
-                 top->editUrl();
-         }, {"<Control>l"}},
-        {"toggle-toolbar", [](AppDelegate* s) {
-             if (auto* top = s->getTopMainController())
-                 top->toggleToolbar();
-         }, {"<Control><Shift>l"}},
+        {"reload", posting<names::kReload>, {"<Control>r", "F5"}},
+        {"stop", posting<names::kStop>, {}},
+        {"print", posting<names::kPrintPage>, {"<Control>p"}},
+        {"zoom-in", posting<names::kZoomIn>, {"<Control>plus", "<Control>equal", "<Control>KP_Add"}},
+        {"zoom-out", posting<names::kZoomOut>, {"<Control>minus", "<Control>KP_Subtract"}},
+        {"zoom-reset", posting<names::kResetZoom>, {"<Control>0", "<Control>KP_0"}},
+        {"back", onFrontTabs<&KTTabViewController::goBack>, {"<Alt>Left"}},
+        {"forward", onFrontTabs<&KTTabViewController::goForward>, {"<Alt>Right"}},
+        {"home", onFrontTabs<&KTTabViewController::goHome>, {"<Alt>Home"}},
+        {"focus-url", onFrontWindow<&KTMainWindowController::editUrl>, {"<Control>l"}},
+        {"toggle-toolbar", onFrontWindow<&KTMainWindowController::toggleToolbar>, {"<Control><Shift>l"}},
         {"next-tab", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
+             if (auto* t = frontTabs(s))
                  t->selectRelative(1);
          }, {"<Control>Page_Down", "<Control>Tab"}},
         {"previous-tab", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
+             if (auto* t = frontTabs(s))
                  t->selectRelative(-1);
          }, {"<Control>Page_Up", "<Control><Shift>ISO_Left_Tab"}},
     };
