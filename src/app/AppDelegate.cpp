@@ -15,6 +15,8 @@
 #include "core/web/KTUserAgents.h"
 #include "core/windows/KTWindowRestorer.h"
 #include "ui/windows/KTMainWindowController.h"
+#include "ui/windows/KTQuitConfirmation.h"
+#include "ui/windows/KTScreen.h"
 #include "web/KTWebContext.h"
 
 #include <glib-unix.h>
@@ -39,17 +41,51 @@ KTMainWindowController* firstWindow()
     auto& list = KTMainWindowController::mainWindows();
     return list.empty() ? nullptr : list.front().get();
 }
+
+KTTabViewController* frontTabs(AppDelegate* app)
+{
+    auto* top = app->getTopMainController();
+    return top ? top->tabController() : nullptr;
+}
+
+// Actions that run a command of the front window or its tabs, if any, or
+// post a notification by name.
+template <void (KTTabViewController::*Command)()>
+void onFrontTabs(AppDelegate* app)
+{
+    if (auto* t = frontTabs(app))
+        (t->*Command)();
+}
+
+template <void (KTMainWindowController::*Command)()>
+void onFrontWindow(AppDelegate* app)
+{
+    if (auto* top = app->getTopMainController())
+        (top->*Command)();
+}
+
+template <const char* Name>
+void posting(AppDelegate*)
+{
+    KTNotificationCenter::defaultCenter().post(Name);
+}
+
 } // namespace
 
 AppDelegate::AppDelegate()
 {
     sharedDelegate = this;
     KTShellDelegate::setShared(this);
+    KTMainWindowController::setWindowsDelegate(this);
 }
 
 AppDelegate::~AppDelegate()
 {
     KTShellDelegate::setShared(nullptr);
+    if (KTMainWindowController::windowsDelegate() == this)
+        KTMainWindowController::setWindowsDelegate(nullptr);
+    if (primaryMenu_)
+        g_object_unref(primaryMenu_);
     if (app_)
         g_object_unref(app_);
     sharedDelegate = nullptr;
@@ -80,7 +116,6 @@ int AppDelegate::run(int argc, char** argv)
 void AppDelegate::onStartup()
 {
     KTMainWindowController::setApplication(app_);
-    KTMainWindowController::hideApplication = [this] { hideApplication(); };
     loadApplicationIcon();
     installActions();
     // Logging out sends SIGTERM: quit without asking, but save.
@@ -216,11 +251,6 @@ KTMainWindowController* AppDelegate::getTopMainController() const { return KTMai
 
 KTMainWindowController* AppDelegate::createNewMainWindow() { return KTMainWindowController::create(); }
 
-std::string AppDelegate::appName() const
-{
-    return KTQuiltManager::enterpriseBuild() ? KTQuiltManager::appName() : KTBundle::main().folderName();
-}
-
 std::string AppDelegate::appTargetName() const { return KTBundle::main().folderName(); }
 
 void AppDelegate::restorWindowForKey(KTMainWindowController* controller, const std::optional<std::string>& key)
@@ -338,28 +368,34 @@ void AppDelegate::hideApplication()
         gtk_widget_hide(GTK_WIDGET(c->window().window()));
 }
 
-bool AppDelegate::applicationShouldTerminate()
+void AppDelegate::applicationShouldTerminate(std::function<void(bool)> decided)
 {
-    if (!KTBehaviorManager::sharedManager().warnCloseWindows())
-        return true;
-    if (KTMainWindowController::mainWindows().size() < 2)
-        return true;
+    if (!KTBehaviorManager::sharedManager().warnCloseWindows() || KTMainWindowController::mainWindows().size() < 2) {
+        decided(true);
+        return;
+    }
     KTMainWindowController* top = getTopMainController();
-    GtkWidget* alert = gtk_message_dialog_new(top ? top->window().window() : nullptr, GTK_DIALOG_MODAL,
-                                              GTK_MESSAGE_WARNING, GTK_BUTTONS_NONE, "Are you sure you want to quit?");
-    gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert), "Quitting will close all Windows and Tabs.");
-    gtk_dialog_add_buttons(GTK_DIALOG(alert), "Quit", GTK_RESPONSE_ACCEPT, "Cancel", GTK_RESPONSE_CANCEL, nullptr);
-    int answer = gtk_dialog_run(GTK_DIALOG(alert));
-    gtk_widget_destroy(alert);
-    return answer == GTK_RESPONSE_ACCEPT;
+    // "Quitting" here, "Quiting" at a window's close: they differ on purpose.
+    KTQuitConfirmation::ask(top ? top->window().window() : nullptr, "Quitting will close all Windows and Tabs.",
+                            std::move(decided));
 }
 
 void AppDelegate::quit(bool ask)
 {
     if (terminating_)
         return;
-    if (ask && !applicationShouldTerminate())
+    if (ask) {
+        // One question at a time; "Quit" comes back here without asking.
+        if (askingToQuit_)
+            return;
+        askingToQuit_ = true;
+        applicationShouldTerminate([this](bool quits) {
+            askingToQuit_ = false;
+            if (quits)
+                quit(false);
+        });
         return;
+    }
     applicationWillTerminate();
     g_application_quit(G_APPLICATION(app_));
 }
@@ -395,53 +431,28 @@ void AppDelegate::installActions()
         void (*run)(AppDelegate*);
         std::vector<const char*> accels;
     };
-    auto tabs = [](AppDelegate* self) -> KTTabViewController* {
-        auto* top = self->getTopMainController();
-        return top ? top->tabController() : nullptr;
-    };
-    static auto tabsOf = tabs;
-    auto post = [](const char* name) { KTNotificationCenter::defaultCenter().post(name); };
-    static auto postName = post;
     const std::vector<Entry> entries = {
         {"quit", [](AppDelegate* s) { s->quit(true); }, {"<Control>q"}},
-        {"new-tab", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
-                 t->addNewTab();
-         }, {"<Control>t"}},
+        {"new-tab", onFrontTabs<&KTTabViewController::addNewTab>, {"<Control>t"}},
         {"new-window", [](AppDelegate* s) { s->newWindowClick(); }, {"<Control>n"}},
         {"close-tab", [](AppDelegate* s) { s->closeTab(); }, {"<Control>w"}},
-        {"reload", [](AppDelegate*) { postName(names::kReload); }, {"<Control>r", "F5"}},
-        {"stop", [](AppDelegate*) { postName(names::kStop); }, {}},
-        {"print", [](AppDelegate*) { postName(names::kPrintPage); }, {"<Control>p"}},
-        {"zoom-in", [](AppDelegate*) { postName(names::kZoomIn); }, {"<Control>plus", "<Control>equal", "<Control>KP_Add"}},
-        {"zoom-out", [](AppDelegate*) { postName(names::kZoomOut); }, {"<Control>minus", "<Control>KP_Subtract"}},
-        {"zoom-reset", [](AppDelegate*) { postName(names::kResetZoom); }, {"<Control>0", "<Control>KP_0"}},
-        {"back", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
-                 t->goBack();
-         }, {"<Alt>Left"}},
-        {"forward", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
-                 t->goForward();
-         }, {"<Alt>Right"}},
-        {"home", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
-                 t->goHome();
-         }, {"<Alt>Home"}},
-        {"focus-url", [](AppDelegate* s) {
-             if (auto* top = s->getTopMainController())
-                 top->editUrl();
-         }, {"<Control>l"}},
-        {"toggle-toolbar", [](AppDelegate* s) {
-             if (auto* top = s->getTopMainController())
-                 top->toggleToolbar();
-         }, {"<Control><Shift>l"}},
+        {"reload", posting<names::kReload>, {"<Control>r", "F5"}},
+        {"stop", posting<names::kStop>, {}},
+        {"print", posting<names::kPrintPage>, {"<Control>p"}},
+        {"zoom-in", posting<names::kZoomIn>, {"<Control>plus", "<Control>equal", "<Control>KP_Add"}},
+        {"zoom-out", posting<names::kZoomOut>, {"<Control>minus", "<Control>KP_Subtract"}},
+        {"zoom-reset", posting<names::kResetZoom>, {"<Control>0", "<Control>KP_0"}},
+        {"back", onFrontTabs<&KTTabViewController::goBack>, {"<Alt>Left"}},
+        {"forward", onFrontTabs<&KTTabViewController::goForward>, {"<Alt>Right"}},
+        {"home", onFrontTabs<&KTTabViewController::goHome>, {"<Alt>Home"}},
+        {"focus-url", onFrontWindow<&KTMainWindowController::editUrl>, {"<Control>l"}},
+        {"toggle-toolbar", onFrontWindow<&KTMainWindowController::toggleToolbar>, {"<Control><Shift>l"}},
         {"next-tab", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
+             if (auto* t = frontTabs(s))
                  t->selectRelative(1);
          }, {"<Control>Page_Down", "<Control>Tab"}},
         {"previous-tab", [](AppDelegate* s) {
-             if (auto* t = tabsOf(s))
+             if (auto* t = frontTabs(s))
                  t->selectRelative(-1);
          }, {"<Control>Page_Up", "<Control><Shift>ISO_Left_Tab"}},
     };
@@ -487,9 +498,9 @@ void AppDelegate::installActions()
     g_menu_append_submenu(app, "User Agent", G_MENU_MODEL(agentsMenu));
     g_object_unref(agentsMenu);
     g_menu_append(app, "Show or Hide the Toolbar", "app.toggle-toolbar");
-    g_menu_append(app, ("Quit " + appName()).c_str(), "app.quit");
+    g_menu_append(app, ("Quit " + KTQuiltManager::applicationName()).c_str(), "app.quit");
     g_menu_append_section(menu, nullptr, G_MENU_MODEL(app));
-    KTMainWindowController::primaryMenu = G_MENU_MODEL(menu);
+    primaryMenu_ = G_MENU_MODEL(menu);
     g_object_unref(windows);
     g_object_unref(page);
     g_object_unref(app);
@@ -600,15 +611,7 @@ void AppDelegate::applyCookieAcceptPolicy(unsigned long policy)
 
 KTRect AppDelegate::mainScreenFrame()
 {
-    GdkDisplay* display = gdk_display_get_default();
-    GdkMonitor* monitor = display ? gdk_display_get_primary_monitor(display) : nullptr;
-    if (!monitor && display && gdk_display_get_n_monitors(display) > 0)
-        monitor = gdk_display_get_monitor(display, 0);
-    if (!monitor)
-        return KTShellDelegate::mainScreenFrame();
-    GdkRectangle area;
-    gdk_monitor_get_workarea(monitor, &area);
-    return KTRect{double(area.x), double(area.y), double(area.width), double(area.height)};
+    return KTScreen::mainWorkArea().value_or(KTShellDelegate::mainScreenFrame());
 }
 
 } // namespace quilt

@@ -4,9 +4,11 @@
 #include "core/config/KTRect.h"
 #include "core/config/KTShellDelegate.h"
 #include "core/config/KTSignal.h"
+#include "ui/windows/KTMainWindowsDelegate.h"
 
 #include <gtk/gtk.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,7 +21,7 @@ class KTMainWindowController;
 // handed over by the desktop, answers the commands, and saves the stores on
 // the way out. One running instance per app (the bundle identifier is the
 // GApplication id), so a second launch hands its URLs to the first.
-class AppDelegate : public KTShellDelegate {
+class AppDelegate : public KTShellDelegate, public KTMainWindowsDelegate {
 public:
     AppDelegate();
     ~AppDelegate() override;
@@ -32,15 +34,15 @@ public:
 
     KTMainWindowController* getTopMainController() const;
     KTMainWindowController* createNewMainWindow();
-    std::string appName() const;
     std::string appTargetName() const;
 
     void applicationWillFinishLaunching();
     void applicationDidFinishLaunching();
     void handleURLEvent(const std::string& url);
     void applicationShouldHandleReopen();
-    // False when the user declined; quitting then does not happen.
-    bool applicationShouldTerminate();
+    // `decided` gets false when the user declined (quitting then does not
+    // happen); the question is answered without a nested main loop.
+    void applicationShouldTerminate(std::function<void(bool)> decided);
     void applicationWillTerminate();
     // Frame of a window for a saved record.
     void restorWindowForKey(KTMainWindowController* controller, const std::optional<std::string>& key);
@@ -48,7 +50,7 @@ public:
     void newWindowClick();
     void closeTab();
     void quit(bool ask);
-    void hideApplication();
+    void hideApplication() override;
     bool hidden() const { return hidden_; }
     void enableSpellCheckAndGrammar();
     void addUseragents();
@@ -68,6 +70,9 @@ public:
     void applyCookieAcceptPolicy(unsigned long policy) override;
     KTRect mainScreenFrame() override;
 
+    // KTMainWindowsDelegate
+    GMenuModel* primaryMenu() override { return primaryMenu_; }
+
 private:
     void onStartup();
     void onActivate();
@@ -78,10 +83,12 @@ private:
     void afterFirstPaint();
 
     GtkApplication* app_ = nullptr;
+    GMenuModel* primaryMenu_ = nullptr;
     KTRect defaultFrame_;
     bool launched_ = false;
     bool hidden_ = false;
     bool terminating_ = false;
+    bool askingToQuit_ = false;
     std::vector<std::string> pendingUrls_;
     std::vector<KTObservation> observations_;
 };

@@ -10,6 +10,9 @@
 #include "core/config/KTRect.h"
 #include "ui/windows/KTMainWindowController.h"
 
+#include <gtk/gtk.h>
+#include <unistd.h>
+
 namespace quilt::test {
 namespace {
 
@@ -152,6 +155,35 @@ TEST_F(LaunchTest, RestoringIntoWindowsReopensEachWindowWithItsFrame)
     for (int i = 0; i < 3; ++i)
         EXPECT_EQ(json::stringFor(file["window" + std::to_string(i)], "windowFrame"), frames[i]);
     EXPECT_DOUBLE_EQ(json::doubleFor(file, "version", 0), 1.1);
+}
+
+TEST_F(LaunchTest, QuitCommandWithSeveralWindowsAsksAndQuitsOnlyOnQuit)
+{
+    writeThreeWindows();
+    writeDataFile("behavior.json", {{"version", 1.1},
+                                    {"restoreWindowsAndTabs", true},
+                                    {"openTabWindow", false},
+                                    {"warnWindowsClose", true}});
+    const std::string restoreFile = env->dataFolder() + "restore.json";
+    runApp([&](AppDelegate& app) {
+        EXPECT_TRUE(waitAllLoaded({"/a", "/b", "/c", "/d", "/e"}));
+        ::unlink(restoreFile.c_str()); // written again only by quitting
+        for (int answer : {GTK_RESPONSE_CANCEL, GTK_RESPONSE_ACCEPT}) {
+            app.quit(true); // Control+Q
+            GtkWidget* alert = waitForMessageDialog("Are you sure you want to quit?");
+            ASSERT_TRUE(alert);
+            gchar* secondary = nullptr;
+            g_object_get(alert, "secondary-text", &secondary, nullptr);
+            EXPECT_STREQ(secondary, "Quitting will close all Windows and Tabs.");
+            g_free(secondary);
+            gtk_dialog_response(GTK_DIALOG(alert), answer);
+            drainEvents();
+            EXPECT_EQ(exists(restoreFile), answer == GTK_RESPONSE_ACCEPT) << "quit and saved only on Quit";
+            EXPECT_EQ(KTMainWindowController::mainWindows().size(), 3u);
+        }
+    });
+    EXPECT_EQ(restoredUrls(env->readJson(restoreFile)),
+              KTJson::array({urls({"/a", "/b"}), urls({"/c"}), urls({"/d", "/e"})}));
 }
 
 } // namespace

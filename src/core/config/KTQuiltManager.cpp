@@ -91,6 +91,11 @@ std::string KTQuiltManager::appName()
     return name.value_or("Default");
 }
 
+std::string KTQuiltManager::applicationName()
+{
+    return enterpriseBuild() ? appName() : KTBundle::main().folderName();
+}
+
 KTSize KTQuiltManager::quiltCreationToolWindowSize()
 {
     KTRect screen = KTShellDelegate::shared().mainScreenFrame();

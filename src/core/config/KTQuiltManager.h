@@ -25,6 +25,9 @@ public:
     static bool enterpriseBuild();
     static std::optional<KTJson> settingDict();
     static std::string appName();
+    // The name shown for the app: the enterprise name, else the bundle's
+    // folder name.
+    static std::string applicationName();
     static KTSize quiltCreationToolWindowSize();
     static float alphaValue();
     static bool hideEnterpriseItems();

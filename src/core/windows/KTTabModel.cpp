@@ -14,13 +14,6 @@ KTTabModel::Id KTTabModel::add(std::optional<size_t> at)
     return id;
 }
 
-void KTTabModel::remove(Id id)
-{
-    order_.erase(std::remove(order_.begin(), order_.end(), id), order_.end());
-    if (selected_ == id)
-        selected_.reset();
-}
-
 void KTTabModel::select(Id id)
 {
     if (!contains(id))
@@ -40,13 +33,27 @@ void KTTabModel::move(Id id, size_t index)
     order_.insert(order_.begin() + static_cast<std::ptrdiff_t>(index), id);
 }
 
-std::optional<KTTabModel::Id> KTTabModel::willClose(Id id, bool returnToPrior)
+void KTTabModel::close(Id id, bool returnToPrior)
 {
-    if (!returnToPrior)
-        return std::nullopt;
+    auto index = indexOf(id);
+    if (!index)
+        return;
+    std::optional<Id> next = returnToPrior ? priorTo(id) : std::nullopt;
+    order_.erase(order_.begin() + static_cast<std::ptrdiff_t>(*index));
+    if (selected_ == id) {
+        selected_.reset();
+        if (!next && !order_.empty())
+            next = order_[std::min(*index, order_.size() - 1)];
+    }
+    if (next)
+        select(*next);
+}
+
+std::optional<KTTabModel::Id> KTTabModel::priorTo(Id id)
+{
     mru_.erase(std::remove(mru_.begin(), mru_.end(), id), mru_.end());
     for (auto it = mru_.rbegin(); it != mru_.rend(); ++it)
-        if (*it != id && contains(*it))
+        if (contains(*it))
             return *it;
     return std::nullopt;
 }

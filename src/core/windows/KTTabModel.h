@@ -8,26 +8,25 @@ namespace quilt {
 
 // The tabs of one window as data: their order, the selected one and the
 // most-recently-selected order ("tabsOrder"), apart from the widget that
-// shows them. State strings such as "0 1* 2" (ids in order, * = selected)
-// make tests short.
+// shows them. The window's tab strip follows this model. State strings such
+// as "0 1* 2" (ids in order, * = selected) make tests short.
 class KTTabModel {
 public:
     using Id = int;
 
-    // Appends a tab (or inserts it at index) and returns its id; the
-    // selection does not change.
+    // Appends a tab (or inserts it at index; past the end appends) and
+    // returns its id; the selection does not change.
     Id add(std::optional<size_t> at = std::nullopt);
-    void remove(Id id);
     // Selecting moves the tab to the end of the recently-selected order.
     void select(Id id);
+    // Past the end moves the tab to the end.
     void move(Id id, size_t index);
-
-    // Before a tab closes: with returnToPrior the tab leaves the
-    // recently-selected order and the most recent remaining tab is returned
-    // for selection. Without it nothing changes, and the closed tab stays in
-    // that order (on purpose; ids no longer open are
-    // skipped when choosing).
-    std::optional<Id> willClose(Id id, bool returnToPrior);
+    // Closes a tab. With returnToPrior it leaves the recently-selected order
+    // and the most recent remaining tab is selected. Without it (or when no
+    // such tab is open) closing the selected tab selects its right-hand
+    // neighbour, else its left; the closed tab then stays in the recent
+    // order on purpose (ids no longer open are skipped when choosing).
+    void close(Id id, bool returnToPrior);
 
     std::optional<Id> selected() const { return selected_; }
     const std::vector<Id>& order() const { return order_; }
@@ -39,6 +38,8 @@ public:
     std::string stateString() const;
 
 private:
+    std::optional<Id> priorTo(Id id);
+
     std::vector<Id> order_;
     std::vector<Id> mru_;
     std::optional<Id> selected_;

@@ -3,6 +3,7 @@
 #include "core/config/KTJson.h"
 #include "core/config/KTNotificationNames.h"
 #include "core/config/KTSettingsManager.h"
+#include "ui/windows/KTScreen.h"
 
 #include <algorithm>
 #include <cmath>
@@ -184,20 +185,15 @@ void KTMainWindow::setFrame(const KTRect& frame)
 
 void KTMainWindow::center()
 {
-    GdkDisplay* display = gdk_display_get_default();
-    GdkMonitor* monitor = display ? gdk_display_get_primary_monitor(display) : nullptr;
-    if (!monitor && display)
-        monitor = gdk_display_get_monitor(display, 0);
-    if (!monitor) {
+    auto area = KTScreen::mainWorkArea();
+    if (!area) {
         gtk_window_set_position(GTK_WINDOW(window_), GTK_WIN_POS_CENTER);
         return;
     }
-    GdkRectangle area;
-    gdk_monitor_get_workarea(monitor, &area);
     int w = 0, h = 0;
     gtk_window_get_size(GTK_WINDOW(window_), &w, &h);
-    gtk_window_move(GTK_WINDOW(window_), area.x + std::max(0, (area.width - w) / 2),
-                    area.y + std::max(0, (area.height - h) / 2));
+    gtk_window_move(GTK_WINDOW(window_), int(area->x) + std::max(0, (int(area->width) - w) / 2),
+                    int(area->y) + std::max(0, (int(area->height) - h) / 2));
 }
 
 } // namespace quilt

@@ -1,12 +1,12 @@
 #include "ui/windows/KTMainWindowController.h"
 
 #include "core/config/KTBehaviorManager.h"
-#include "core/config/KTBundle.h"
 #include "core/config/KTLog.h"
 #include "core/config/KTNotificationNames.h"
 #include "core/config/KTQuiltManager.h"
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTUserDefaults.h"
+#include "ui/windows/KTQuitConfirmation.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,18 +15,12 @@ namespace quilt {
 
 namespace {
 GtkApplication* application = nullptr;
+KTMainWindowsDelegate* windowsDelegate_ = nullptr;
 
 std::vector<std::unique_ptr<KTMainWindowController>>& windowList()
 {
     static std::vector<std::unique_ptr<KTMainWindowController>> list;
     return list;
-}
-
-std::string appName()
-{
-    if (KTQuiltManager::enterpriseBuild())
-        return KTQuiltManager::appName();
-    return KTBundle::main().folderName();
 }
 
 GtkWidget* toolButton(const char* icon, const char* tooltip, const char* action)
@@ -40,11 +34,11 @@ GtkWidget* toolButton(const char* icon, const char* tooltip, const char* action)
 }
 } // namespace
 
-std::function<void()> KTMainWindowController::hideApplication;
-GMenuModel* KTMainWindowController::primaryMenu = nullptr;
-std::function<void(KTMainWindowController*)> KTMainWindowController::willOpen;
-
 void KTMainWindowController::setApplication(GtkApplication* app) { application = app; }
+
+void KTMainWindowController::setWindowsDelegate(KTMainWindowsDelegate* delegate) { windowsDelegate_ = delegate; }
+
+KTMainWindowsDelegate* KTMainWindowController::windowsDelegate() { return windowsDelegate_; }
 
 const std::vector<std::unique_ptr<KTMainWindowController>>& KTMainWindowController::mainWindows()
 {
@@ -76,8 +70,8 @@ KTMainWindowController* KTMainWindowController::create(std::unique_ptr<KTWebView
     KTMainWindowController* raw = c.get();
     windowList().push_back(std::move(c));
     raw->windowDidLoad();
-    if (willOpen)
-        willOpen(raw);
+    if (windowsDelegate_)
+        windowsDelegate_->windowDidOpen(raw);
     return raw;
 }
 
@@ -138,8 +132,8 @@ void KTMainWindowController::buildToolbar()
     GtkWidget* menu = gtk_menu_button_new();
     gtk_button_set_image(GTK_BUTTON(menu), gtk_image_new_from_icon_name("open-menu-symbolic", GTK_ICON_SIZE_BUTTON));
     gtk_widget_set_tooltip_text(menu, "Menu");
-    if (primaryMenu)
-        gtk_menu_button_set_menu_model(GTK_MENU_BUTTON(menu), primaryMenu);
+    if (GMenuModel* model = windowsDelegate_ ? windowsDelegate_->primaryMenu() : nullptr)
+        gtk_menu_button_set_menu_model(GTK_MENU_BUTTON(menu), model);
     gtk_header_bar_pack_end(bar, menu);
     toolbarButton_ = toolButton("view-reveal-symbolic", "Show or Hide the Toolbar", "app.toggle-toolbar");
     gtk_header_bar_pack_end(bar, toolbarButton_);
@@ -195,7 +189,7 @@ std::string KTMainWindowController::titleText() const
 void KTMainWindowController::updateWindowTitlebar()
 {
     auto& s = KTSettingsManager::sharedManager();
-    std::string title = s.hideTitle() ? " " : appName();
+    std::string title = s.hideTitle() ? " " : KTQuiltManager::applicationName();
     gtk_window_set_title(window_->window(), title.c_str());
     gtk_header_bar_set_title(window_->headerBar(), toolbarShown_ ? nullptr : title.c_str());
     GList* icons = gtk_window_get_default_icon_list();
@@ -276,34 +270,51 @@ void KTMainWindowController::setToolbarShown(bool shown)
     updateWindowTitlebar();
 }
 
-bool KTMainWindowController::windowShouldClose()
+void KTMainWindowController::windowShouldClose(std::function<void(bool)> decided)
 {
     auto& list = windowList();
     if (list.size() == 1 && !KTBehaviorManager::sharedManager().closeApplication()) {
         // The last window is kept: the app hides and comes back when activated.
-        if (hideApplication)
-            hideApplication();
-        return false;
+        if (windowsDelegate_)
+            windowsDelegate_->hideApplication();
+        decided(false);
+        return;
     }
-    if (KTSettingsManager::sharedManager().confirmColseTabs() && tabController_->tabsCount() >= 2) {
-        GtkWidget* alert = gtk_message_dialog_new(window_->window(), GTK_DIALOG_MODAL, GTK_MESSAGE_WARNING,
-                                                  GTK_BUTTONS_NONE, "Are you sure you want to quit?");
-        gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert), "Quiting will close all Windows and Tabs.");
-        gtk_dialog_add_buttons(GTK_DIALOG(alert), "Quit", GTK_RESPONSE_ACCEPT, "Cancel", GTK_RESPONSE_CANCEL, nullptr);
-        int answer = gtk_dialog_run(GTK_DIALOG(alert));
-        gtk_widget_destroy(alert);
-        if (answer != GTK_RESPONSE_ACCEPT)
-            return false;
+    if (!KTSettingsManager::sharedManager().confirmColseTabs() || tabController_->tabsCount() < 2) {
+        willClose();
+        decided(true);
+        return;
     }
+    // One question at a time: a second close while it is up is not asked.
+    if (askingToClose_)
+        return;
+    askingToClose_ = true;
+    std::weak_ptr<bool> alive = alive_;
+    // "Quiting" here, "Quitting" at the application's quit: they differ on purpose.
+    KTQuitConfirmation::ask(window_->window(), "Quiting will close all Windows and Tabs.",
+                            [this, alive, decided = std::move(decided)](bool quit) {
+                                auto live = alive.lock();
+                                if (!live || !*live)
+                                    return;
+                                askingToClose_ = false;
+                                if (quit)
+                                    willClose();
+                                decided(quit);
+                            });
+}
+
+void KTMainWindowController::willClose()
+{
     tabController_->delegate = nullptr;
     tabController_->releaseAllWebViews();
-    return true;
 }
 
 void KTMainWindowController::close()
 {
-    if (windowShouldClose())
-        releaseLater(this);
+    windowShouldClose([this](bool closes) {
+        if (closes)
+            releaseLater(this);
+    });
 }
 
 void KTMainWindowController::releaseLater(KTMainWindowController* controller)

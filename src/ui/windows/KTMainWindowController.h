@@ -2,6 +2,7 @@
 
 #include "ui/windows/KTDownloadsView.h"
 #include "ui/windows/KTMainWindow.h"
+#include "ui/windows/KTMainWindowsDelegate.h"
 #include "ui/windows/KTTabViewController.h"
 
 #include <functional>
@@ -25,11 +26,10 @@ public:
     // The front-most window: the one most recently focused, else the last made.
     static KTMainWindowController* front();
 
-    // Set by the application.
+    // Set by the application; tests may install their own delegate or none.
     static void setApplication(GtkApplication* app);
-    static std::function<void()> hideApplication;
-    static GMenuModel* primaryMenu;
-    static std::function<void(KTMainWindowController*)> willOpen;
+    static void setWindowsDelegate(KTMainWindowsDelegate* delegate);
+    static KTMainWindowsDelegate* windowsDelegate();
 
     ~KTMainWindowController() override;
     KTMainWindowController(const KTMainWindowController&) = delete;
@@ -48,8 +48,10 @@ public:
     void hidePreferences(bool hide);
     void openUrl(const std::string& text);
     void toggleToolbar();
-    // The close button's question; true when the window may go.
-    bool windowShouldClose();
+    // The close button's question: `decided` gets true when the window may
+    // go, at once or once the user has answered. It does not run when the
+    // window is gone by then, nor for a second call while the question is up.
+    void windowShouldClose(std::function<void(bool)> decided);
     // Closes the window through the same rules as its close button.
     void close();
 
@@ -69,6 +71,8 @@ private:
     void buildToolbar();
     void applyWindowColor(const KTColor& color);
     static void releaseLater(KTMainWindowController* controller);
+    // The window is going: its pages stop reporting and let go of their sites.
+    void willClose();
 
     std::unique_ptr<KTMainWindow> window_;
     std::unique_ptr<KTTabViewController> tabController_;
@@ -78,6 +82,7 @@ private:
     GtkWidget* toolbarButton_ = nullptr;
     std::unique_ptr<KTDownloadsView> downloads_;
     bool toolbarShown_ = false;
+    bool askingToClose_ = false;
     std::vector<KTObservation> observations_;
     std::vector<KTSignal> signals_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -9,6 +9,7 @@
 #include "web/KTPageHooks.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace quilt {
 
@@ -117,17 +118,13 @@ KTTabViewController::KTTabViewController(std::unique_ptr<KTWebViewController> fi
                           this, G_CONNECT_AFTER);
     signals_.emplace_back(notebook_, "page-reordered",
                           G_CALLBACK(+[](GtkNotebook*, GtkWidget* child, guint index, KTTabViewController* self) {
-                              if (Tab* t = self->tabForWidget(child))
-                                  self->model_.move(t->id, index);
+                              self->onPageReordered(child, index);
                           }),
                           this);
 
     setTabbarHeight(0);
     observe();
-    if (first)
-        setFirstWebViewController(std::move(first));
-    else
-        appendTab(newPage(), "New tab");
+    setFirstWebViewController(first ? std::move(first) : newPage());
     showBookmarkNotification();
 }
 
@@ -137,11 +134,8 @@ KTTabViewController::~KTTabViewController()
     observations_.clear();
     signals_.clear();
     // The notebook lets go of the pages first; then the pages go.
-    for (auto& t : tabs_) {
-        gint index = gtk_notebook_page_num(GTK_NOTEBOOK(notebook_), t.page->view());
-        if (index >= 0)
-            gtk_notebook_remove_page(GTK_NOTEBOOK(notebook_), index);
-    }
+    while (gtk_notebook_get_n_pages(GTK_NOTEBOOK(notebook_)) > 0)
+        gtk_notebook_remove_page(GTK_NOTEBOOK(notebook_), -1);
     tabs_.clear();
     g_object_unref(heightCss_);
     gtk_widget_destroy(root_);
@@ -182,9 +176,9 @@ void KTTabViewController::observe()
         auto* view = std::any_cast<WebKitWebView*>(&n.object);
         if (!view || !KTBehaviorManager::sharedManager().closeApplication())
             return;
-        for (auto& t : tabs_)
+        for (auto& [id, t] : tabs_)
             if (t.page->webview() == *view) {
-                closeTab(t.id);
+                closeTab(id);
                 break;
             }
     });
@@ -197,59 +191,51 @@ std::unique_ptr<KTWebViewController> KTTabViewController::newPage()
     return page;
 }
 
-KTTabModel::Id KTTabViewController::appendTab(std::unique_ptr<KTWebViewController> page, const std::string& label)
+KTTabViewController::Tab& KTTabViewController::appendTab(std::unique_ptr<KTWebViewController> page,
+                                                         const std::string& label)
 {
     KTTabModel::Id id = model_.add();
     page->delegate = this;
     auto tabLabel = std::make_unique<TabLabel>(this, id, label);
     page->item = tabLabel.get();
-    GtkWidget* child = page->view();
-    tabs_.push_back(Tab{id, std::move(page), std::move(tabLabel)});
-    gtk_notebook_append_page(GTK_NOTEBOOK(notebook_), child, tabs_.back().label->widget());
-    gtk_notebook_set_tab_reorderable(GTK_NOTEBOOK(notebook_), child, TRUE);
-    gtk_container_child_set(GTK_CONTAINER(notebook_), child, "tab-expand", TRUE, nullptr);
-    if (tabs_.size() == 1)
+    Tab& tab = tabs_.emplace(id, Tab{id, std::move(page), std::move(tabLabel)}).first->second;
+    if (model_.count() == 1)
         model_.select(id);
-    return id;
+    return tab;
 }
 
 void KTTabViewController::setFirstWebViewController(std::unique_ptr<KTWebViewController> page)
 {
     if (tabs_.empty()) {
         appendTab(std::move(page), "New tab");
+        syncNotebook();
         return;
     }
-    // Replace tab 0's page with the one a page opened.
-    Tab& first = tabs_.front();
-    gint index = gtk_notebook_page_num(GTK_NOTEBOOK(notebook_), first.page->view());
+    // Replace tab 0's page with the one a page opened; the old page lives
+    // until the notebook has let go of it.
+    Tab& first = tabs_.at(model_.order().front());
     page->delegate = this;
     page->item = first.label.get();
-    GtkWidget* child = page->view();
-    std::unique_ptr<KTWebViewController> old = std::move(first.page);
-    first.page = std::move(page);
-    gtk_notebook_insert_page(GTK_NOTEBOOK(notebook_), child, nullptr, index);
-    gtk_notebook_remove_page(GTK_NOTEBOOK(notebook_), index + 1);
-    gtk_notebook_set_tab_label(GTK_NOTEBOOK(notebook_), child, first.label->widget());
-    gtk_notebook_set_tab_reorderable(GTK_NOTEBOOK(notebook_), child, TRUE);
-    gtk_notebook_set_current_page(GTK_NOTEBOOK(notebook_), index);
+    std::unique_ptr<KTWebViewController> old = std::exchange(first.page, std::move(page));
+    old->delegate = nullptr;
+    old->item = nullptr;
+    model_.select(first.id);
+    syncNotebook();
 }
 
 KTWebViewController* KTTabViewController::pageAt(size_t index) const
 {
     if (index >= model_.count())
         return nullptr;
-    KTTabModel::Id id = model_.order()[index];
-    for (auto& t : tabs_)
-        if (t.id == id)
-            return t.page.get();
-    return nullptr;
+    return tabs_.at(model_.order()[index]).page.get();
 }
 
 void KTTabViewController::selectTabAt(size_t index)
 {
-    if (KTWebViewController* page = pageAt(index))
-        gtk_notebook_set_current_page(GTK_NOTEBOOK(notebook_),
-                                      gtk_notebook_page_num(GTK_NOTEBOOK(notebook_), page->view()));
+    if (index >= model_.count())
+        return;
+    model_.select(model_.order()[index]);
+    syncNotebook();
 }
 
 void KTTabViewController::selectRelative(int step)
@@ -264,15 +250,13 @@ void KTTabViewController::selectRelative(int step)
 
 KTTabViewController::Tab* KTTabViewController::tabForId(KTTabModel::Id id)
 {
-    for (auto& t : tabs_)
-        if (t.id == id)
-            return &t;
-    return nullptr;
+    auto it = tabs_.find(id);
+    return it == tabs_.end() ? nullptr : &it->second;
 }
 
 KTTabViewController::Tab* KTTabViewController::tabForPage(const KTWebViewController* page)
 {
-    for (auto& t : tabs_)
+    for (auto& [id, t] : tabs_)
         if (t.page.get() == page)
             return &t;
     return nullptr;
@@ -280,7 +264,7 @@ KTTabViewController::Tab* KTTabViewController::tabForPage(const KTWebViewControl
 
 KTTabViewController::Tab* KTTabViewController::tabForWidget(GtkWidget* widget)
 {
-    for (auto& t : tabs_)
+    for (auto& [id, t] : tabs_)
         if (t.page->view() == widget)
             return &t;
     return nullptr;
@@ -289,12 +273,8 @@ KTTabViewController::Tab* KTTabViewController::tabForWidget(GtkWidget* widget)
 const KTTabViewController::Tab* KTTabViewController::selectedTab() const
 {
     auto sel = model_.selected();
-    if (!sel)
-        return nullptr;
-    for (auto& t : tabs_)
-        if (t.id == *sel)
-            return &t;
-    return nullptr;
+    auto it = sel ? tabs_.find(*sel) : tabs_.end();
+    return it == tabs_.end() ? nullptr : &it->second;
 }
 
 KTWebViewController* KTTabViewController::selectedWebViewController() const
@@ -303,21 +283,84 @@ KTWebViewController* KTTabViewController::selectedWebViewController() const
     return t ? t->page.get() : nullptr;
 }
 
+gint KTTabViewController::notebookIndexOf(const Tab& tab) const
+{
+    return gtk_notebook_page_num(GTK_NOTEBOOK(notebook_), tab.page->view());
+}
+
+GtkWidget* KTTabViewController::currentNotebookPage() const
+{
+    GtkNotebook* nb = GTK_NOTEBOOK(notebook_);
+    return gtk_notebook_get_nth_page(nb, gtk_notebook_get_current_page(nb));
+}
+
+void KTTabViewController::showSelectedPage()
+{
+    const Tab* sel = selectedTab();
+    gint index = sel ? notebookIndexOf(*sel) : -1;
+    if (index >= 0)
+        gtk_notebook_set_current_page(GTK_NOTEBOOK(notebook_), index);
+}
+
+void KTTabViewController::syncNotebook()
+{
+    GtkNotebook* nb = GTK_NOTEBOOK(notebook_);
+    GtkWidget* before = currentNotebookPage();
+    // The notebook's own switches on the way are not the user's.
+    syncing_ = true;
+    // The selected page first, so removing a closed one switches nothing.
+    showSelectedPage();
+    for (gint i = gtk_notebook_get_n_pages(nb) - 1; i >= 0; --i)
+        if (!tabForWidget(gtk_notebook_get_nth_page(nb, i)))
+            gtk_notebook_remove_page(nb, i);
+    const auto& order = model_.order();
+    for (size_t i = 0; i < order.size(); ++i) {
+        Tab& t = tabs_.at(order[i]);
+        GtkWidget* child = t.page->view();
+        if (notebookIndexOf(t) >= 0) {
+            gtk_notebook_reorder_child(nb, child, gint(i));
+            continue;
+        }
+        gtk_notebook_insert_page(nb, child, t.label->widget(), gint(i));
+        gtk_notebook_set_tab_reorderable(nb, child, TRUE);
+        gtk_container_child_set(GTK_CONTAINER(notebook_), child, "tab-expand", TRUE, nullptr);
+    }
+    showSelectedPage();
+    syncing_ = false;
+    GtkWidget* after = currentNotebookPage();
+    if (after && after != before)
+        if (Tab* t = tabForWidget(after))
+            didSelect(*t);
+}
+
 void KTTabViewController::onSwitchPage(GtkWidget* child)
 {
     Tab* t = tabForWidget(child);
-    if (!t || tearingDown_)
+    if (!t || syncing_ || tearingDown_)
         return;
     model_.select(t->id);
+    didSelect(*t);
+}
+
+void KTTabViewController::onPageReordered(GtkWidget* child, guint index)
+{
+    if (syncing_ || tearingDown_)
+        return;
+    if (Tab* t = tabForWidget(child))
+        model_.move(t->id, index);
+}
+
+void KTTabViewController::didSelect(const Tab& tab)
+{
     // Keys go to the page shown (scrolling, find), unless typing elsewhere.
     GtkWidget* top = gtk_widget_get_toplevel(root_);
     GtkWidget* focus = GTK_IS_WINDOW(top) ? gtk_window_get_focus(GTK_WINDOW(top)) : nullptr;
     if (!focus || !GTK_IS_ENTRY(focus))
-        gtk_widget_grab_focus(GTK_WIDGET(t->page->webview()));
+        gtk_widget_grab_focus(GTK_WIDGET(tab.page->webview()));
     if (!delegate)
         return;
-    WebKitWebView* v = t->page->webview();
-    delegate->needChangeUrl(t->page->url());
+    WebKitWebView* v = tab.page->webview();
+    delegate->needChangeUrl(tab.page->url());
     delegate->changeLoadStatus(webkit_web_view_is_loading(v));
     delegate->changeSecureStatus(KTPageHooks::hasOnlySecureContent(v));
 }
@@ -338,11 +381,10 @@ void KTTabViewController::updateTabBar() { setTabbarHeight(tabs_.size() > 1 ? 26
 void KTTabViewController::createTabForController(std::unique_ptr<KTWebViewController> page)
 {
     std::string title = page->title();
-    KTWebViewController* raw = page.get();
-    appendTab(std::move(page), title.empty() ? "New tab" : title);
+    Tab& tab = appendTab(std::move(page), title.empty() ? "New tab" : title);
     if (KTSettingsManager::sharedManager().selectNewTab())
-        gtk_notebook_set_current_page(GTK_NOTEBOOK(notebook_),
-                                      gtk_notebook_page_num(GTK_NOTEBOOK(notebook_), raw->view()));
+        model_.select(tab.id);
+    syncNotebook();
     showToolbar();
     updateTabBar();
 }
@@ -371,10 +413,8 @@ void KTTabViewController::newWebViewConstroller(std::unique_ptr<KTWebViewControl
 void KTTabViewController::addNewTab()
 {
     showToolbar();
-    KTTabModel::Id id = appendTab(newPage(), "New tab");
-    Tab* t = tabForId(id);
-    gtk_notebook_set_current_page(GTK_NOTEBOOK(notebook_),
-                                  gtk_notebook_page_num(GTK_NOTEBOOK(notebook_), t->page->view()));
+    model_.select(appendTab(newPage(), "New tab").id);
+    syncNotebook();
     // A new empty tab is for typing an address.
     if (delegate)
         delegate->newTabWasCreated();
@@ -392,25 +432,16 @@ void KTTabViewController::openLinkInNewTab(const std::string& url)
 
 void KTTabViewController::closeTab(KTTabModel::Id id)
 {
-    Tab* t = tabForId(id);
-    if (!t)
+    auto it = tabs_.find(id);
+    if (it == tabs_.end())
         return;
-    bool returnToPrior = KTSettingsManager::sharedManager().returnToPrior();
-    std::optional<KTTabModel::Id> next = model_.willClose(id, returnToPrior);
-    if (next)
-        if (Tab* n = tabForId(*next))
-            gtk_notebook_set_current_page(GTK_NOTEBOOK(notebook_),
-                                          gtk_notebook_page_num(GTK_NOTEBOOK(notebook_), n->page->view()));
-    gint index = gtk_notebook_page_num(GTK_NOTEBOOK(notebook_), t->page->view());
     // Keep the page alive until the notebook has let go of its widget.
-    auto it = std::find_if(tabs_.begin(), tabs_.end(), [id](const Tab& x) { return x.id == id; });
-    Tab closing = std::move(*it);
+    Tab closing = std::move(it->second);
     tabs_.erase(it);
-    model_.remove(id);
     closing.page->delegate = nullptr;
     closing.page->item = nullptr;
-    if (index >= 0)
-        gtk_notebook_remove_page(GTK_NOTEBOOK(notebook_), index);
+    model_.close(id, KTSettingsManager::sharedManager().returnToPrior());
+    syncNotebook();
     updateTabBar();
 }
 
@@ -467,11 +498,10 @@ bool KTTabViewController::restoreUrls(const std::vector<std::string>& urls)
     if (page->item)
         page->item->setLabel(urls[0]);
     for (size_t i = 1; i < urls.size(); ++i) {
-        KTTabModel::Id id = appendTab(newPage(), urls[i]);
-        Tab* t = tabForId(id);
-        gtk_notebook_set_current_page(GTK_NOTEBOOK(notebook_),
-                                      gtk_notebook_page_num(GTK_NOTEBOOK(notebook_), t->page->view()));
-        t->page->loadRequest(urls[i]);
+        Tab& t = appendTab(newPage(), urls[i]);
+        model_.select(t.id);
+        syncNotebook();
+        t.page->loadRequest(urls[i]);
     }
     return true;
 }
@@ -479,13 +509,11 @@ bool KTTabViewController::restoreUrls(const std::vector<std::string>& urls)
 std::vector<std::string> KTTabViewController::getOpenedUrls() const
 {
     std::vector<std::string> urls;
-    for (KTTabModel::Id id : model_.order())
-        for (auto& t : tabs_)
-            if (t.id == id) {
-                std::string u = t.page->url();
-                if (!u.empty())
-                    urls.push_back(u);
-            }
+    for (KTTabModel::Id id : model_.order()) {
+        std::string u = tabs_.at(id).page->url();
+        if (!u.empty())
+            urls.push_back(u);
+    }
     return urls;
 }
 
@@ -558,7 +586,7 @@ void KTTabViewController::openBookmark(const std::string& name)
 
 void KTTabViewController::releaseAllWebViews()
 {
-    for (auto& t : tabs_) {
+    for (auto& [id, t] : tabs_) {
         t.page->delegate = nullptr;
         webkit_web_view_load_html(t.page->webview(), "", nullptr);
     }

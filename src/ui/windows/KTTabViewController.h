@@ -7,6 +7,7 @@
 
 #include <gtk/gtk.h>
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -37,7 +38,10 @@ public:
 
 // The tabs of one window on a GtkNotebook: creation in its four ways, the
 // recently-selected order, the tab strip (hidden with one tab), commands
-// that arrive by name and act on the selected page, and restoration.
+// that arrive by name and act on the selected page, and restoration. The
+// tab model holds the order and the selection: commands change it and the
+// notebook is then brought in line; clicks and drags in the strip feed back
+// into it.
 class KTTabViewController : public KTWebViewControllerDelegate {
 public:
     // Builds the widgets and the first tab; a page handed in becomes tab 0.
@@ -49,7 +53,7 @@ public:
     GtkWidget* view() const { return root_; }
     KTTabViewControllerDelegate* delegate = nullptr;
 
-    size_t tabsCount() const { return tabs_.size(); }
+    size_t tabsCount() const { return model_.count(); }
     const KTTabModel& model() const { return model_; }
     // The tab strip's height: 0 with one tab, 26 after updateTabBar with
     // more, 22 right after restoring several URLs.
@@ -101,14 +105,27 @@ private:
         std::unique_ptr<TabLabel> label;
     };
 
-    KTTabModel::Id appendTab(std::unique_ptr<KTWebViewController> page, const std::string& label);
+    // Adds a tab to the model (the first one selected); the notebook gets
+    // its page at the next syncNotebook.
+    Tab& appendTab(std::unique_ptr<KTWebViewController> page, const std::string& label);
     std::unique_ptr<KTWebViewController> newPage();
     void closeTab(KTTabModel::Id id);
     Tab* tabForId(KTTabModel::Id id);
     Tab* tabForPage(const KTWebViewController* page);
     Tab* tabForWidget(GtkWidget* widget);
     const Tab* selectedTab() const;
+
+    // The notebook follows the model: pages in model order, the selected
+    // one current, pages of closed tabs gone.
+    void syncNotebook();
+    gint notebookIndexOf(const Tab& tab) const;
+    GtkWidget* currentNotebookPage() const;
+    void showSelectedPage();
+    // The user switched or dragged a tab in the strip.
     void onSwitchPage(GtkWidget* child);
+    void onPageReordered(GtkWidget* child, guint index);
+    // The shown page changed: focus and the window's address and status.
+    void didSelect(const Tab& tab);
     void setTabbarHeight(int height);
     void setToolbarShown(bool shown);
     // Commands act on the selected page, and on nothing when there is none.
@@ -127,7 +144,9 @@ private:
     GtkCssProvider* heightCss_ = nullptr;
     int tabbarHeight_ = 0;
     KTTabModel model_;
-    std::vector<Tab> tabs_;
+    // The pages by tab id; the order is the model's.
+    std::map<KTTabModel::Id, Tab> tabs_;
+    bool syncing_ = false;
     std::vector<KTSignal> signals_;
     std::vector<KTObservation> observations_;
     bool tearingDown_ = false;

@@ -5,10 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <vector>
+
 namespace quilt {
 namespace {
 
-std::string mru(const KTTabModel& m)
+std::string recent(const KTTabModel& m)
 {
     std::string out;
     for (auto id : m.tabsOrder())
@@ -16,42 +19,89 @@ std::string mru(const KTTabModel& m)
     return out;
 }
 
-// Four tabs, visited 0, 2, 1, 3: the most recent is 3, then 1.
-KTTabModel visited()
+// n tabs, then the given ids selected in turn.
+KTTabModel made(int n, const std::vector<int>& visits)
 {
     KTTabModel m;
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < n; ++i)
         m.add();
-    for (int id : {0, 2, 1, 3})
+    for (int id : visits)
         m.select(id);
     return m;
 }
 
-TEST(TabModelTest, ClosingWithReturnToPriorChoosesThePreviouslySelectedTab)
+struct ModelCase {
+    const char* name;
+    int tabs;
+    std::vector<int> visits;
+    std::function<void(KTTabModel&)> act;
+    const char* state;  // afterwards
+    const char* recent; // the recently-selected order afterwards
+};
+
+class TabModelTest : public ::testing::TestWithParam<ModelCase> {};
+
+TEST_P(TabModelTest, CommandLeavesTheExpectedState)
 {
-    KTTabModel m = visited();
-    auto next = m.willClose(3, true);
-    ASSERT_TRUE(next);
-    EXPECT_EQ(*next, 1) << "the previously selected tab, not the neighbour 2";
-    EXPECT_EQ(mru(m), "0 2 1");
-    m.remove(3);
-    m.select(*next);
-    EXPECT_EQ(m.stateString(), "0 1* 2");
+    const ModelCase& c = GetParam();
+    KTTabModel m = made(c.tabs, c.visits);
+    c.act(m);
+    EXPECT_EQ(m.stateString(), c.state);
+    EXPECT_EQ(recent(m), c.recent);
 }
 
-TEST(TabModelTest, ClosingWithoutReturnToPriorLeavesTheRecentOrderAlone)
-{
-    KTTabModel m = visited();
-    EXPECT_FALSE(m.willClose(3, false));
-    m.remove(3);
-    EXPECT_EQ(m.stateString(), "0 1 2");
-    EXPECT_EQ(mru(m), "0 2 1 3") << "the closed tab stays in the recent order";
-    // Later, with the setting on, the stale entry is skipped.
-    m.select(2);
-    auto next = m.willClose(2, true);
-    ASSERT_TRUE(next);
-    EXPECT_EQ(*next, 1);
-}
+auto insertAt(size_t at) { return [at](KTTabModel& m) { m.add(at); }; }
+auto moveTo(int id, size_t to) { return [id, to](KTTabModel& m) { m.move(id, to); }; }
+auto closing(int id, bool prior) { return [id, prior](KTTabModel& m) { m.close(id, prior); }; }
+auto selecting(int id) { return [id](KTTabModel& m) { m.select(id); }; }
+
+INSTANTIATE_TEST_SUITE_P(
+    Insert, TabModelTest,
+    ::testing::Values(ModelCase {"AtTheFront", 3, {1}, insertAt(0), "3 0 1* 2", "1"},
+                      ModelCase {"InTheMiddle", 3, {1}, insertAt(2), "0 1* 3 2", "1"},
+                      ModelCase {"AtTheEnd", 3, {1}, insertAt(3), "0 1* 2 3", "1"},
+                      ModelCase {"PastTheEndAppends", 3, {1}, insertAt(9), "0 1* 2 3", "1"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(
+    Move, TabModelTest,
+    ::testing::Values(ModelCase {"ToTheFront", 3, {1}, moveTo(2, 0), "2 0 1*", "1"},
+                      ModelCase {"ToTheEnd", 3, {1}, moveTo(0, 2), "1* 2 0", "1"},
+                      ModelCase {"PastTheEnd", 3, {1}, moveTo(0, 9), "1* 2 0", "1"},
+                      ModelCase {"OntoItself", 3, {1}, moveTo(1, 1), "0 1* 2", "1"},
+                      ModelCase {"UnknownTabIgnored", 3, {1}, moveTo(7, 0), "0 1* 2", "1"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+INSTANTIATE_TEST_SUITE_P(
+    Select, TabModelTest,
+    ::testing::Values(ModelCase {"GoesToTheEndOfTheRecentOrder", 3, {0, 1, 2}, selecting(0), "0* 1 2", "1 2 0"},
+                      ModelCase {"AgainChangesNothing", 3, {0, 1}, selecting(1), "0 1* 2", "0 1"},
+                      ModelCase {"UnknownTabIgnored", 3, {0, 1}, selecting(5), "0 1* 2", "0 1"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// Four tabs visited 0, 2, 1, 3: the most recent is 3, then 1.
+INSTANTIATE_TEST_SUITE_P(
+    Close, TabModelTest,
+    ::testing::Values(
+        ModelCase {"SelectedReturnsToPrior", 4, {0, 2, 1, 3}, closing(3, true), "0 1* 2", "0 2 1"},
+        ModelCase {"SelectedGoesToTheRightNeighbour", 4, {0, 2, 3, 1}, closing(1, false), "0 2* 3", "0 3 1 2"},
+        ModelCase {"SelectedLastGoesToTheLeftNeighbour", 4, {0, 2, 1, 3}, closing(3, false), "0 1 2*", "0 1 3 2"},
+        ModelCase {"PriorNeverSelectedFallsBackToTheNeighbour", 3, {0}, closing(0, true), "1* 2", "1"},
+        ModelCase {"UnselectedWithPriorKeepsTheSelection", 4, {0, 2, 1, 3}, closing(1, true), "0 2 3*", "0 2 3"},
+        ModelCase {"UnselectedWithoutPriorLeavesTheRecentOrder", 4, {0, 2, 1, 3}, closing(1, false), "0 2 3*",
+                   "0 2 1 3"},
+        ModelCase {"TheLastTabWithPrior", 1, {0}, closing(0, true), "", ""},
+        ModelCase {"TheLastTabWithoutPrior", 1, {0}, closing(0, false), "", "0"},
+        ModelCase {"UnknownTabIgnored", 2, {1}, closing(5, true), "0 1*", "1"},
+        // A tab closed without the setting stays in the recent order; later,
+        // with it, that stale entry is skipped.
+        ModelCase {"StaleRecentEntrySkipped", 4, {0, 2, 1, 3},
+                   [](KTTabModel& m) {
+                       m.close(3, false);
+                       m.close(2, true);
+                   },
+                   "0 1*", "0 3 1"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace
 } // namespace quilt

@@ -9,11 +9,14 @@
 
 #include <gtk/gtk.h>
 
+#include <memory>
+#include <optional>
+
 namespace quilt::test {
 namespace {
 
 // Answers the first message dialog that shows up, as a user would, and
-// keeps its texts. Dialogs run their own main loop, so it polls from a timer.
+// keeps its texts; it polls from a timer while the test waits.
 class AlertAnswerer {
 public:
     explicit AlertAnswerer(int response)
@@ -67,30 +70,55 @@ private:
     bool done_ = false;
 };
 
-class MainWindowTest : public GuiTest {};
+// Stands in for the application above the windows: counts the hides.
+struct CountingApplication : KTMainWindowsDelegate {
+    void hideApplication() override { ++hides; }
+    int hides = 0;
+};
+
+class MainWindowTest : public GuiTest {
+protected:
+    void SetUp() override
+    {
+        GuiTest::SetUp();
+        KTMainWindowController::setWindowsDelegate(&app);
+    }
+    void TearDown() override
+    {
+        GuiTest::TearDown();
+        KTMainWindowController::setWindowsDelegate(nullptr);
+    }
+    // Asks the window's close question; `asked` tells whether it was still
+    // open when the call returned (no nested main loop), then waits for it.
+    static std::optional<bool> shouldClose(KTMainWindowController* window, bool* asked = nullptr)
+    {
+        auto answer = std::make_shared<std::optional<bool>>();
+        window->windowShouldClose([answer](bool closes) { *answer = closes; });
+        if (asked)
+            *asked = !answer->has_value();
+        waitUntil([&] { return answer->has_value(); });
+        return *answer;
+    }
+    CountingApplication app;
+};
 
 // ------------------------------------------------------------- closing
 
 TEST_F(MainWindowTest, ClosingTheLastWindowHidesTheApplication)
 {
-    int hides = 0;
-    KTMainWindowController::hideApplication = [&] { ++hides; };
     KTMainWindowController* window = newWindow();
     window->tabController()->addNewTab();
-    EXPECT_FALSE(window->windowShouldClose());
-    EXPECT_EQ(hides, 1);
+    EXPECT_EQ(shouldClose(window), false);
+    EXPECT_EQ(app.hides, 1);
     window->close();
     drainEvents();
-    EXPECT_EQ(hides, 2);
+    EXPECT_EQ(app.hides, 2);
     ASSERT_EQ(KTMainWindowController::mainWindows().size(), 1u);
     EXPECT_EQ(window->tabController()->tabsCount(), 2u) << "the window survives with its tabs";
-    KTMainWindowController::hideApplication = nullptr;
 }
 
 TEST_F(MainWindowTest, WithCloseApplicationTheLastWindowCloses)
 {
-    int hides = 0;
-    KTMainWindowController::hideApplication = [&] { ++hides; };
     writeDataFile("behavior.json", {{"version", 1.1}, {"closeApplication", true}});
     KTMainWindowController* window = newWindow();
     GtkWidget* w = GTK_WIDGET(window->window().window());
@@ -98,8 +126,7 @@ TEST_F(MainWindowTest, WithCloseApplicationTheLastWindowCloses)
     EXPECT_FALSE(gtk_widget_get_visible(w));
     EXPECT_TRUE(KTMainWindowController::mainWindows().empty());
     drainEvents();
-    EXPECT_EQ(hides, 0);
-    KTMainWindowController::hideApplication = nullptr;
+    EXPECT_EQ(app.hides, 0);
 }
 
 struct ConfirmCase {
@@ -121,15 +148,17 @@ TEST_P(MainWindowConfirmTest, ConfirmationOnlyForSeveralTabs)
     while (second->tabController()->tabsCount() < c.tabs)
         second->tabController()->addNewTab();
     AlertAnswerer answerer(c.answer);
-    bool closes = second->windowShouldClose();
+    bool asked = false;
+    std::optional<bool> closes = shouldClose(second, &asked);
     EXPECT_EQ(closes, c.closes);
     EXPECT_EQ(answerer.seen(), c.alert);
+    EXPECT_EQ(asked, c.alert) << "the question is answered later, from the main loop";
     if (c.alert) {
         EXPECT_EQ(answerer.text, "Are you sure you want to quit?");
         EXPECT_EQ(answerer.secondary, "Quiting will close all Windows and Tabs.");
         EXPECT_EQ(answerer.buttons, (std::vector<std::string> {"Quit", "Cancel"}));
     }
-    if (!closes) {
+    if (closes == false) {
         EXPECT_EQ(second->tabController()->tabsCount(), c.tabs) << "nothing changes";
     }
 }

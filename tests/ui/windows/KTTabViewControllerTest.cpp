@@ -39,6 +39,28 @@ protected:
         auto* sel = tabs->selectedWebViewController();
         return sel && gtk_widget_get_visible(sel->view()) && gtk_widget_get_mapped(sel->view());
     }
+    static GtkNotebook* stripOf(KTTabViewController* tabs)
+    {
+        GtkNotebook* strip = nullptr;
+        GList* kids = gtk_container_get_children(GTK_CONTAINER(tabs->view()));
+        for (GList* l = kids; l; l = l->next)
+            if (GTK_IS_NOTEBOOK(l->data))
+                strip = GTK_NOTEBOOK(l->data);
+        g_list_free(kids);
+        return strip;
+    }
+    // The strip shows the model's order and its selected tab.
+    static bool stripFollowsModel(KTTabViewController* tabs)
+    {
+        GtkNotebook* strip = stripOf(tabs);
+        if (size_t(gtk_notebook_get_n_pages(strip)) != tabs->tabsCount())
+            return false;
+        for (size_t i = 0; i < tabs->tabsCount(); ++i)
+            if (gtk_notebook_get_nth_page(strip, gint(i)) != tabs->pageAt(i)->view())
+                return false;
+        return gtk_notebook_get_nth_page(strip, gtk_notebook_get_current_page(strip))
+            == tabs->selectedWebViewController()->view();
+    }
 };
 
 // ------------------------------------------------------ recent order
@@ -69,6 +91,25 @@ TEST_F(TabsTest, ClosingWithoutReturnToPriorKeepsTheTabStripsChoice)
 }
 
 // --------------------------------------------------------- tab strip
+
+TEST_F(TabsTest, DraggingATabInTheStripReordersTheTabs)
+{
+    KTTabViewController* tabs = tabsWith(1);
+    const std::vector<std::string> u = {server->url("/one"), server->url("/two"), server->url("/three")};
+    ASSERT_TRUE(tabs->restoreUrls(u));
+    ASSERT_TRUE(waitUntil([&] { return tabs->getOpenedUrls() == u; }));
+    EXPECT_EQ(tabs->model().stateString(), "0 1 2*");
+    // A drag in the strip ends as this does: the page moves, "page-reordered".
+    gtk_notebook_reorder_child(stripOf(tabs), tabs->pageAt(2)->view(), 0);
+    EXPECT_EQ(tabs->model().stateString(), "2* 0 1");
+    EXPECT_EQ(tabs->getOpenedUrls(), (std::vector<std::string> {u[2], u[0], u[1]})) << "saved in the order shown";
+    tabs->selectRelative(1); // Control+Page Down: the tab to the right as shown
+    EXPECT_EQ(tabs->model().stateString(), "2 0* 1");
+    EXPECT_TRUE(stripFollowsModel(tabs));
+    tabs->removeCurrentTab();
+    EXPECT_TRUE(stripFollowsModel(tabs));
+    EXPECT_EQ(tabs->getOpenedUrls(), (std::vector<std::string> {u[2], u[1]}));
+}
 
 TEST_F(TabsTest, TabStripHeightFollowsTheTabs)
 {
