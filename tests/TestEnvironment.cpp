@@ -89,7 +89,7 @@ void TestEnvironment::resetSharedStores()
     KTShared<KTWhiteListManager>::reset();
     KTShared<KTScriptsManager>::reset();
     KTShared<KTStylesManager>::reset();
-    KTQuiltManager::resetSharedManager();
+    KTShared<KTQuiltManager>::reset();
     KTUserDefaults::resetStandardUserDefaults();
 }
 

@@ -487,8 +487,7 @@ void AppDelegate::installActions()
     g_menu_append(page, "Print…", "app.print");
     g_menu_append_section(menu, nullptr, G_MENU_MODEL(page));
     GMenu* agentsMenu = g_menu_new();
-    for (const char* name : {KTUserAgents::kSafariMac, KTUserAgents::kFirefoxMac, KTUserAgents::kChromeMac,
-                             KTUserAgents::kIPhone, KTUserAgents::kIPad}) {
+    for (const char* name : KTUserAgents::kNames) {
         GMenuItem* item = g_menu_item_new(name, nullptr);
         g_menu_item_set_action_and_target_value(item, "app.user-agent", g_variant_new_string(name));
         g_menu_append_item(agentsMenu, item);
@@ -532,8 +531,7 @@ void AppDelegate::setCustomAgent(const KTNotification& note)
     KTNotificationCenter::defaultCenter().post(names::kChangeUserAgent, note.object);
     const std::string* text = std::any_cast<std::string>(&note.object);
     std::string mark = KTUserAgents::kSafariMac;
-    for (const char* name : {KTUserAgents::kSafariMac, KTUserAgents::kFirefoxMac, KTUserAgents::kChromeMac,
-                             KTUserAgents::kIPhone, KTUserAgents::kIPad})
+    for (const char* name : KTUserAgents::kNames)
         if (text && *text == name)
             mark = name;
     if (GAction* action = g_action_map_lookup_action(G_ACTION_MAP(app_), "user-agent"))

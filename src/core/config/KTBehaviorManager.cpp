@@ -1,33 +1,38 @@
 #include "core/config/KTBehaviorManager.h"
 
-#include "core/config/KTShared.h"
-
 namespace quilt {
 
-KTBehaviorManager& KTBehaviorManager::sharedManager() { return KTShared<KTBehaviorManager>::get(); }
+// The keys differ from the member names on purpose ("openTabWindow",
+// "openOtherWindowInBackground", "warnWindowsClose", "statusBarKey"): files
+// already hold them.
+constexpr std::array<KTBehaviorManager::BoolSetting, 10> KTBehaviorManager::kBoolSettings{{
+    {"closeApplication", &KTBehaviorManager::closeApplication_},
+    {"windowAllSpace", &KTBehaviorManager::windowAllSpace_},
+    {"mobileVersion", &KTBehaviorManager::mobileVersion_},
+    {"openTabWindow", &KTBehaviorManager::openTabInsteadWindow_},
+    {"openOtherWindowInBackground", &KTBehaviorManager::openOtherAppInBackground_},
+    {"openDefaultLinkInNewTab", &KTBehaviorManager::openDefaultLinkInNewTab_},
+    {"autoRefreshTheViewOnLoad", &KTBehaviorManager::autoRefreshTheViewOnLoad_},
+    {"restoreWindowsAndTabs", &KTBehaviorManager::restoreWindowsAndTabs_},
+    {"warnWindowsClose", &KTBehaviorManager::warnCloseWindows_},
+    {"statusBarKey", &KTBehaviorManager::statusBarMode_},
+}};
 
-std::unique_ptr<KTBehaviorManager> KTBehaviorManager::create() { return make<KTBehaviorManager>(); }
-
-std::string KTBehaviorManager::getPath()
+consteval const KTBehaviorManager::BoolSetting& KTBehaviorManager::boolSetting(bool KTBehaviorManager::*field)
 {
-    if (path_.empty())
-        path_ = dataFilePath("behavior.json");
-    return path_;
+    for (const BoolSetting& setting : kBoolSettings)
+        if (setting.field == field)
+            return setting;
+    throw "a flag missing from kBoolSettings";
 }
 
 void KTBehaviorManager::loadValues()
 {
     const KTJson& j = json();
-    closeApplication_ = json::boolFor(j, "closeApplication");
-    windowAllSpace_ = json::boolFor(j, "windowAllSpace");
-    mobileVersion_ = json::boolFor(j, "mobileVersion");
-    openTabInsteadWindow_ = json::boolFor(j, "openTabWindow");
-    openOtherAppInBackground_ = json::boolFor(j, "openOtherWindowInBackground");
-    openDefaultLinkInNewTab_ = json::boolFor(j, "openDefaultLinkInNewTab");
-    autoRefreshTheViewOnLoad_ = json::boolFor(j, "autoRefreshTheViewOnLoad");
-    restoreWindowsAndTabs_ = json::boolFor(j, "restoreWindowsAndTabs");
-    warnCloseWindows_ = json::boolFor(j, "warnWindowsClose");
-    setStatusBarMode(json::boolFor(j, "statusBarKey"));
+    for (const BoolSetting& setting : kBoolSettings)
+        this->*setting.field = json::boolFor(j, setting.key);
+    // Written back at once: every saved file holds the status-bar flag.
+    setStatusBarMode(statusBarMode_);
     openLinksIn_ = json::unsignedFor(j, "openLinksKey");
     setPopOverWidth(static_cast<uint64_t>(json::intFor(j, "POPOVER_W_KEY")));
     setPopOverHeight(static_cast<uint64_t>(json::intFor(j, "POPOVER_H_KEY")));
@@ -55,53 +60,40 @@ void KTBehaviorManager::save()
     KTManager::save();
 }
 
-void KTBehaviorManager::setBool(const char* key, bool& field, bool v)
+template <bool KTBehaviorManager::*Field>
+void KTBehaviorManager::setBool(bool v)
+{
+    this->*Field = v;
+    if (json().is_object())
+        json()[boolSetting(Field).key] = v;
+}
+
+void KTBehaviorManager::setNumber(const char* key, uint64_t& field, uint64_t v)
 {
     field = v;
     if (json().is_object())
         json()[key] = v;
 }
 
-void KTBehaviorManager::setCloseApplication(bool v) { setBool("closeApplication", closeApplication_, v); }
-void KTBehaviorManager::setWindowAllSpace(bool v) { setBool("windowAllSpace", windowAllSpace_, v); }
-void KTBehaviorManager::setOpenTabInsteadWindow(bool v) { setBool("openTabWindow", openTabInsteadWindow_, v); }
+void KTBehaviorManager::setCloseApplication(bool v) { setBool<&KTBehaviorManager::closeApplication_>(v); }
+void KTBehaviorManager::setWindowAllSpace(bool v) { setBool<&KTBehaviorManager::windowAllSpace_>(v); }
+void KTBehaviorManager::setOpenTabInsteadWindow(bool v) { setBool<&KTBehaviorManager::openTabInsteadWindow_>(v); }
 void KTBehaviorManager::setOpenOtherAppInBackground(bool v)
 {
-    setBool("openOtherWindowInBackground", openOtherAppInBackground_, v);
+    setBool<&KTBehaviorManager::openOtherAppInBackground_>(v);
     openTabInsteadWindow_ = true;
 }
-void KTBehaviorManager::setOpenDefaultLinkInNewTab(bool v)
-{
-    setBool("openDefaultLinkInNewTab", openDefaultLinkInNewTab_, v);
-}
+void KTBehaviorManager::setOpenDefaultLinkInNewTab(bool v) { setBool<&KTBehaviorManager::openDefaultLinkInNewTab_>(v); }
 void KTBehaviorManager::setAutoRefreshTheViewOnLoad(bool v)
 {
-    setBool("autoRefreshTheViewOnLoad", autoRefreshTheViewOnLoad_, v);
+    setBool<&KTBehaviorManager::autoRefreshTheViewOnLoad_>(v);
 }
-void KTBehaviorManager::setRestoreWindowsAndTabs(bool v)
-{
-    setBool("restoreWindowsAndTabs", restoreWindowsAndTabs_, v);
-}
-void KTBehaviorManager::setWarnCloseWindows(bool v) { setBool("warnWindowsClose", warnCloseWindows_, v); }
-void KTBehaviorManager::setStatusBarMode(bool v) { setBool("statusBarKey", statusBarMode_, v); }
+void KTBehaviorManager::setRestoreWindowsAndTabs(bool v) { setBool<&KTBehaviorManager::restoreWindowsAndTabs_>(v); }
+void KTBehaviorManager::setWarnCloseWindows(bool v) { setBool<&KTBehaviorManager::warnCloseWindows_>(v); }
+void KTBehaviorManager::setStatusBarMode(bool v) { setBool<&KTBehaviorManager::statusBarMode_>(v); }
 
-void KTBehaviorManager::setOpenLinksIn(uint64_t v)
-{
-    openLinksIn_ = v;
-    if (json().is_object())
-        json()["openLinksKey"] = v;
-}
-void KTBehaviorManager::setPopOverWidth(uint64_t v)
-{
-    popOverWidth_ = v;
-    if (json().is_object())
-        json()["POPOVER_W_KEY"] = v;
-}
-void KTBehaviorManager::setPopOverHeight(uint64_t v)
-{
-    popOverHeight_ = v;
-    if (json().is_object())
-        json()["POPOVER_H_KEY"] = v;
-}
+void KTBehaviorManager::setOpenLinksIn(uint64_t v) { setNumber("openLinksKey", openLinksIn_, v); }
+void KTBehaviorManager::setPopOverWidth(uint64_t v) { setNumber("POPOVER_W_KEY", popOverWidth_, v); }
+void KTBehaviorManager::setPopOverHeight(uint64_t v) { setNumber("POPOVER_H_KEY", popOverHeight_, v); }
 
 } // namespace quilt

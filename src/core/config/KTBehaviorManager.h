@@ -1,8 +1,9 @@
 #pragma once
 
-#include "core/config/KTManager.h"
+#include "core/config/KTStore.h"
 #include "core/config/KTRect.h"
 
+#include <array>
 #include <cstdint>
 
 namespace quilt {
@@ -10,12 +11,13 @@ namespace quilt {
 // How the app behaves, in "behavior.json": quitting, all desktops, tabs
 // instead of windows, where handed-over links open, restoring, warnings,
 // menu-bar mode and the popover size.
-class KTBehaviorManager : public KTManager {
+class KTBehaviorManager : public KTStore<KTBehaviorManager> {
 public:
-    static KTBehaviorManager& sharedManager();
-    static std::unique_ptr<KTBehaviorManager> create();
+    explicit KTBehaviorManager(Key)
+        : KTStore("behavior.json")
+    {
+    }
 
-    std::string getPath() override;
     void loadValues() override;
     void updateToNewFormat() override;
     void save() override;
@@ -58,11 +60,19 @@ public:
     static constexpr double kVersion = 1.1;
 
 private:
-    KTBehaviorManager() = default;
-    friend class KTManager;
-    void setBool(const char* key, bool& field, bool v);
+    // A flag of behavior.json (absent reads as false) and the member that
+    // keeps it; loadValues() reads them all.
+    struct BoolSetting {
+        const char* key;
+        bool KTBehaviorManager::*field;
+    };
+    static const std::array<BoolSetting, 10> kBoolSettings;
+    // The entry of a member, found while compiling.
+    static consteval const BoolSetting& boolSetting(bool KTBehaviorManager::*field);
+    template <bool KTBehaviorManager::*Field>
+    void setBool(bool v);
+    void setNumber(const char* key, uint64_t& field, uint64_t v);
 
-    std::string path_;
     bool closeApplication_ = false;
     bool windowAllSpace_ = false;
     bool mobileVersion_ = false;

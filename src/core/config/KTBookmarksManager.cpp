@@ -1,21 +1,8 @@
 #include "core/config/KTBookmarksManager.h"
 
-#include "core/config/KTShared.h"
-
 #include <algorithm>
 
 namespace quilt {
-
-KTBookmarksManager& KTBookmarksManager::sharedManager() { return KTShared<KTBookmarksManager>::get(); }
-
-std::unique_ptr<KTBookmarksManager> KTBookmarksManager::create() { return make<KTBookmarksManager>(); }
-
-std::string KTBookmarksManager::getPath()
-{
-    if (path_.empty())
-        path_ = dataFilePath("bookmark.json");
-    return path_;
-}
 
 void KTBookmarksManager::addBookMarkForUrl(const std::string& name, const std::string& url)
 {

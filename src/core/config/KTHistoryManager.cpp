@@ -1,22 +1,9 @@
 #include "core/config/KTHistoryManager.h"
 
-#include "core/config/KTShared.h"
-
 #include <algorithm>
 #include <cstdio>
 
 namespace quilt {
-
-KTHistoryManager& KTHistoryManager::sharedManager() { return KTShared<KTHistoryManager>::get(); }
-
-std::unique_ptr<KTHistoryManager> KTHistoryManager::create() { return make<KTHistoryManager>(); }
-
-std::string KTHistoryManager::getPath()
-{
-    if (path_.empty())
-        path_ = dataFilePath("history.json");
-    return path_;
-}
 
 void KTHistoryManager::addUrlWithNameForDate(const std::string& url, const std::string& title, const std::string& date)
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/config/KTManager.h"
+#include "core/config/KTStore.h"
 
 #include <ctime>
 #include <optional>
@@ -11,12 +11,12 @@ namespace quilt {
 
 // "history.json": page title -> {"url", "date"}; a later visit to a page
 // with the same title replaces the earlier entry. No limit, no expiry.
-class KTHistoryManager : public KTManager {
+class KTHistoryManager : public KTStore<KTHistoryManager> {
 public:
-    static KTHistoryManager& sharedManager();
-    static std::unique_ptr<KTHistoryManager> create();
-
-    std::string getPath() override;
+    explicit KTHistoryManager(Key)
+        : KTStore("history.json")
+    {
+    }
 
     // Ignored unless both the URL and the title are non-empty.
     void addUrlWithNameForDate(const std::string& url, const std::string& title, const std::string& date);
@@ -28,11 +28,6 @@ public:
     // The visit time as pages record it: "yyyy-MM-dd HH:mm:ssZZZZZ 'T'",
     // e.g. "2026-11-21 14:05:09+01:00 T" ("Z" for UTC).
     static std::string dateString(std::time_t when);
-
-private:
-    KTHistoryManager() = default;
-    friend class KTManager;
-    std::string path_;
 };
 
 } // namespace quilt

@@ -18,6 +18,13 @@ std::string KTManager::dataFilePath(const std::string& fileName)
     return KTFileManager::getSettingsPath() + "/" + fileName;
 }
 
+std::string KTManager::getPath()
+{
+    if (path_.empty() && !fileName_.empty())
+        path_ = dataFilePath(fileName_);
+    return path_;
+}
+
 void KTManager::loadJson()
 {
     auto data = KTFileUtil::read(getPath());

@@ -2,7 +2,6 @@
 
 #include "core/config/KTJson.h"
 
-#include <memory>
 #include <string>
 
 namespace quilt {
@@ -22,30 +21,29 @@ public:
 
     virtual void loadJson();
     virtual void save();
-    virtual std::string getPath() { return {}; }
+    // The data folder's file named at construction, worked out on first use
+    // and kept; empty without a file name.
+    virtual std::string getPath();
     virtual void loadValues() {}
     virtual void updateToNewFormat() {}
 
 protected:
-    KTManager() = default;
+    // A store without a file name overrides getPath().
+    explicit KTManager(std::string fileName = {})
+        : fileName_(std::move(fileName))
+    {
+    }
     // Runs loadJson, loadValues and updateToNewFormat; called by each
     // store's factory once the object is fully constructed.
     void init();
-
-    // Makes a store of type T and initialises it.
-    template <class T, class... Args>
-    static std::unique_ptr<T> make(Args&&... args)
-    {
-        std::unique_ptr<T> store(new T(std::forward<Args>(args)...));
-        store->init();
-        return store;
-    }
 
     // "%@/%@" with the data folder (which ends in "/") and the file name.
     static std::string dataFilePath(const std::string& fileName);
 
 private:
     KTJson json_ = KTJson::object();
+    std::string fileName_;
+    std::string path_;
 };
 
 } // namespace quilt

@@ -7,6 +7,7 @@
 #include "core/config/KTNotificationNames.h"
 #include "core/config/KTPlist.h"
 #include "core/config/KTSettingsManager.h"
+#include "core/config/KTShared.h"
 #include "core/config/KTShellDelegate.h"
 #include "core/config/KTUserDefaults.h"
 #include "core/web/KTWhiteListManager.h"
@@ -16,12 +17,6 @@
 namespace quilt {
 
 namespace {
-std::unique_ptr<KTQuiltManager>& slot()
-{
-    static std::unique_ptr<KTQuiltManager> s;
-    return s;
-}
-
 // "1024x768" -> {1024, 768}; nullopt without the second number.
 std::optional<KTSize> parseSize(const std::string& text)
 {
@@ -37,17 +32,14 @@ std::optional<KTSize> parseSize(const std::string& text)
 }
 } // namespace
 
-KTQuiltManager& KTQuiltManager::sharedManager()
-{
-    auto& s = slot();
-    if (!s) {
-        s.reset(new KTQuiltManager());
-        s->setDefaultSettings();
-    }
-    return *s;
-}
+KTQuiltManager& KTQuiltManager::sharedManager() { return KTShared<KTQuiltManager>::get(); }
 
-void KTQuiltManager::resetSharedManager() { slot().reset(); }
+std::unique_ptr<KTQuiltManager> KTQuiltManager::create()
+{
+    std::unique_ptr<KTQuiltManager> manager(new KTQuiltManager());
+    manager->setDefaultSettings();
+    return manager;
+}
 
 KTJson KTQuiltManager::readConfiguration(const char* name)
 {

@@ -16,9 +16,9 @@ namespace quilt {
 // every start; a creation-tool app keeps whatever the user set.
 class KTQuiltManager {
 public:
-    // Made once per process; runs setDefaultSettings on creation.
+    // Made once per process (KTShared); runs setDefaultSettings on creation.
     static KTQuiltManager& sharedManager();
-    static void resetSharedManager();
+    static std::unique_ptr<KTQuiltManager> create();
 
     // Each of these reads the files afresh.
     static bool quiltCreationToolBuild();

@@ -1,19 +1,6 @@
 #include "core/config/KTRestoreManager.h"
 
-#include "core/config/KTShared.h"
-
 namespace quilt {
-
-KTRestoreManager& KTRestoreManager::sharedManager() { return KTShared<KTRestoreManager>::get(); }
-
-std::unique_ptr<KTRestoreManager> KTRestoreManager::create() { return make<KTRestoreManager>(); }
-
-std::string KTRestoreManager::getPath()
-{
-    if (path_.empty())
-        path_ = dataFilePath("restore.json");
-    return path_;
-}
 
 void KTRestoreManager::save()
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/config/KTManager.h"
+#include "core/config/KTStore.h"
 
 #include <optional>
 #include <string>
@@ -10,12 +10,13 @@ namespace quilt {
 
 // "restore.json": each window's tab URLs and frame, under "window0",
 // "window1", ... plus "version" 1.1.
-class KTRestoreManager : public KTManager {
+class KTRestoreManager : public KTStore<KTRestoreManager> {
 public:
-    static KTRestoreManager& sharedManager();
-    static std::unique_ptr<KTRestoreManager> create();
+    explicit KTRestoreManager(Key)
+        : KTStore("restore.json")
+    {
+    }
 
-    std::string getPath() override;
     void save() override;
     void updateToNewFormat() override;
 
@@ -35,11 +36,6 @@ public:
     std::vector<std::string> restoreUrls;
 
     static constexpr double kVersion = 1.1;
-
-private:
-    KTRestoreManager() = default;
-    friend class KTManager;
-    std::string path_;
 };
 
 } // namespace quilt

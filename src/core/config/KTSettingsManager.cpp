@@ -14,6 +14,36 @@
 
 namespace quilt {
 
+// Keys are kept byte for byte as older versions wrote them: "blockPopupWindoww",
+// "openEmptyPage;", "confirmBeforeTabsClose" and "showBookmark" are not typos to fix.
+constexpr std::array<KTSettingsManager::BoolSetting, 17> KTSettingsManager::kBoolSettings{{
+    {"windowHasShadow", true, &KTSettingsManager::windowShadow_},
+    {"autowindowColor", true, &KTSettingsManager::autoWindowColor_},
+    {"openEmptyPage;", false, &KTSettingsManager::openEmptyPage_},
+    {"hideTitle", false, &KTSettingsManager::hideTitle_},
+    {"hidePreferences", false, &KTSettingsManager::hidePreferences_},
+    {"hideToolbarButton", false, &KTSettingsManager::hideToolbarButton_},
+    {"hideTitlebar", false, &KTSettingsManager::hideTitlebar_},
+    {"hideTitleIcon", false, &KTSettingsManager::hideTitleIcon_},
+    {"hideProgressBar", false, &KTSettingsManager::hideProgressBar_},
+    {"enablePlugins", false, &KTSettingsManager::enablePlugins_},
+    {"enableJavaScript", false, &KTSettingsManager::enableJavaScript_},
+    {"blockPopupWindoww", false, &KTSettingsManager::blockPopupWindow_},
+    {"blockAds", false, &KTSettingsManager::blockAds_},
+    {"selectNewTab", false, &KTSettingsManager::selectNewTab_},
+    {"returnToPrior", false, &KTSettingsManager::returnToPrior_},
+    {"confirmBeforeTabsClose", false, &KTSettingsManager::confirmColseTabs_},
+    {"showBookmark", false, &KTSettingsManager::showBookmarkBar_},
+}};
+
+consteval const KTSettingsManager::BoolSetting& KTSettingsManager::boolSetting(bool KTSettingsManager::*field)
+{
+    for (const BoolSetting& setting : kBoolSettings)
+        if (setting.field == field)
+            return setting;
+    throw "a flag missing from kBoolSettings";
+}
+
 KTSettingsManager& KTSettingsManager::sharedManager() { return KTShared<KTSettingsManager>::get(); }
 
 std::unique_ptr<KTSettingsManager> KTSettingsManager::create()
@@ -94,25 +124,12 @@ void KTSettingsManager::loadValues()
         windowColor_ = KTColor::windowBackgroundColor();
     }
 
-    hideTitle_ = json::boolFor(s, "hideTitle");
-    hideTitleIcon_ = json::boolFor(s, "hideTitleIcon");
-    if (json::lookup(s, "hideToolbarButton"))
-        hideToolbarButton_ = json::boolFor(s, "hideToolbarButton");
-    if (json::lookup(s, "hideTitlebar"))
-        hideTitlebar_ = json::boolFor(s, "hideTitlebar");
+    for (const BoolSetting& setting : kBoolSettings)
+        this->*setting.field = json::boolFor(s, setting.key, setting.absent);
 
     cookiesAllow_ = json::unsignedFor(s, "allowCookies");
     KTShellDelegate::shared().applyCookieAcceptPolicy(cookiesAllow_);
 
-    enablePlugins_ = json::boolFor(s, "enablePlugins");
-    enableJavaScript_ = json::boolFor(s, "enableJavaScript");
-    hideProgressBar_ = json::boolFor(s, "hideProgressBar");
-    blockPopupWindow_ = json::boolFor(s, "blockPopupWindoww");
-    blockAds_ = json::boolFor(s, "blockAds");
-    selectNewTab_ = json::boolFor(s, "selectNewTab");
-    returnToPrior_ = json::boolFor(s, "returnToPrior");
-    confirmColseTabs_ = json::boolFor(s, "confirmBeforeTabsClose");
-    showBookmarkBar_ = json::boolFor(s, "showBookmark");
     appearance_ = static_cast<unsigned long>(static_cast<int32_t>(json::intFor(s, "appearance")));
     refreshTimeInterval_ = json::doubleFor(s, "refreshTimeInterval", 0.0);
     isWindowColorSystem_ = false;
@@ -126,11 +143,20 @@ void KTSettingsManager::write(const char* key, T value)
         (*settings_)[key] = value;
 }
 
-bool KTSettingsManager::readBool(const char* key, bool absent, bool& field)
+template <bool KTSettingsManager::*Field>
+bool KTSettingsManager::readBool()
 {
+    constexpr const BoolSetting& setting = boolSetting(Field);
     std::lock_guard g(lock_);
-    field = settings_ ? json::boolFor(*settings_, key, absent) : absent;
-    return field;
+    this->*Field = settings_ ? json::boolFor(*settings_, setting.key, setting.absent) : setting.absent;
+    return this->*Field;
+}
+
+template <bool KTSettingsManager::*Field>
+void KTSettingsManager::writeBool(bool v)
+{
+    write(boolSetting(Field).key, v);
+    this->*Field = v;
 }
 
 std::optional<std::string> KTSettingsManager::getMainUrl()
@@ -157,10 +183,12 @@ void KTSettingsManager::setUrl(const std::string& url)
     mainUrl_ = url;
 }
 
-bool KTSettingsManager::openEmptyPage() { return readBool("openEmptyPage;", false, openEmptyPage_); }
+bool KTSettingsManager::openEmptyPage() { return readBool<&KTSettingsManager::openEmptyPage_>(); }
 void KTSettingsManager::setOpenEmptyPage(bool v)
 {
-    write("openEmptyPage;", v ? 1 : 0);
+    // The one flag stored as a number (1 or 0), as older versions wrote it.
+    const BoolSetting& setting = boolSetting(&KTSettingsManager::openEmptyPage_);
+    write(setting.key, v ? 1 : 0);
     openEmptyPage_ = v;
 }
 
@@ -218,60 +246,28 @@ void KTSettingsManager::setWindowLevel(long v)
     windowLevel_ = v;
 }
 
-bool KTSettingsManager::windowShadow() { return readBool("windowHasShadow", true, windowShadow_); }
-void KTSettingsManager::setWindowShadow(bool v)
-{
-    write("windowHasShadow", v);
-    windowShadow_ = v;
-}
+bool KTSettingsManager::windowShadow() { return readBool<&KTSettingsManager::windowShadow_>(); }
+void KTSettingsManager::setWindowShadow(bool v) { writeBool<&KTSettingsManager::windowShadow_>(v); }
 
-void KTSettingsManager::setHideProgressBar(bool v)
-{
-    write("hideProgressBar", v);
-    hideProgressBar_ = v;
-}
+void KTSettingsManager::setHideProgressBar(bool v) { writeBool<&KTSettingsManager::hideProgressBar_>(v); }
 
-bool KTSettingsManager::hideTitle() { return readBool("hideTitle", false, hideTitle_); }
-void KTSettingsManager::setHideTitle(bool v)
-{
-    write("hideTitle", v);
-    hideTitle_ = v;
-}
+bool KTSettingsManager::hideTitle() { return readBool<&KTSettingsManager::hideTitle_>(); }
+void KTSettingsManager::setHideTitle(bool v) { writeBool<&KTSettingsManager::hideTitle_>(v); }
 
-bool KTSettingsManager::hidePreferences() { return readBool("hidePreferences", false, hidePreferences_); }
-void KTSettingsManager::setHidePreferences(bool v)
-{
-    write("hidePreferences", v);
-    hidePreferences_ = v;
-}
+bool KTSettingsManager::hidePreferences() { return readBool<&KTSettingsManager::hidePreferences_>(); }
+void KTSettingsManager::setHidePreferences(bool v) { writeBool<&KTSettingsManager::hidePreferences_>(v); }
 
-bool KTSettingsManager::hideToolbarButton() { return readBool("hideToolbarButton", false, hideToolbarButton_); }
-void KTSettingsManager::setHideToolbarButton(bool v)
-{
-    write("hideToolbarButton", v);
-    hideToolbarButton_ = v;
-}
+bool KTSettingsManager::hideToolbarButton() { return readBool<&KTSettingsManager::hideToolbarButton_>(); }
+void KTSettingsManager::setHideToolbarButton(bool v) { writeBool<&KTSettingsManager::hideToolbarButton_>(v); }
 
-bool KTSettingsManager::hideTitlebar() { return readBool("hideTitlebar", false, hideTitlebar_); }
-void KTSettingsManager::setHideTitlebar(bool v)
-{
-    write("hideTitlebar", v);
-    hideTitlebar_ = v;
-}
+bool KTSettingsManager::hideTitlebar() { return readBool<&KTSettingsManager::hideTitlebar_>(); }
+void KTSettingsManager::setHideTitlebar(bool v) { writeBool<&KTSettingsManager::hideTitlebar_>(v); }
 
-bool KTSettingsManager::hideTitleIcon() { return readBool("hideTitleIcon", false, hideTitleIcon_); }
-void KTSettingsManager::setHideTitleIcon(bool v)
-{
-    write("hideTitleIcon", v);
-    hideTitleIcon_ = v;
-}
+bool KTSettingsManager::hideTitleIcon() { return readBool<&KTSettingsManager::hideTitleIcon_>(); }
+void KTSettingsManager::setHideTitleIcon(bool v) { writeBool<&KTSettingsManager::hideTitleIcon_>(v); }
 
-bool KTSettingsManager::autoWindowColor() { return readBool("autowindowColor", true, autoWindowColor_); }
-void KTSettingsManager::setAutoWindowColor(bool v)
-{
-    write("autowindowColor", v);
-    autoWindowColor_ = v;
-}
+bool KTSettingsManager::autoWindowColor() { return readBool<&KTSettingsManager::autoWindowColor_>(); }
+void KTSettingsManager::setAutoWindowColor(bool v) { writeBool<&KTSettingsManager::autoWindowColor_>(v); }
 
 void KTSettingsManager::setStandardFont(const KTFont& font)
 {
@@ -291,29 +287,13 @@ void KTSettingsManager::setWindowColor(const KTColor& color)
     windowColor_ = color;
 }
 
-void KTSettingsManager::setEnablePlugins(bool v)
-{
-    write("enablePlugins", v);
-    enablePlugins_ = v;
-}
+void KTSettingsManager::setEnablePlugins(bool v) { writeBool<&KTSettingsManager::enablePlugins_>(v); }
 
-void KTSettingsManager::setEnableJavaScript(bool v)
-{
-    write("enableJavaScript", v);
-    enableJavaScript_ = v;
-}
+void KTSettingsManager::setEnableJavaScript(bool v) { writeBool<&KTSettingsManager::enableJavaScript_>(v); }
 
-void KTSettingsManager::setBlockPopupWindow(bool v)
-{
-    write("blockPopupWindoww", v);
-    blockPopupWindow_ = v;
-}
+void KTSettingsManager::setBlockPopupWindow(bool v) { writeBool<&KTSettingsManager::blockPopupWindow_>(v); }
 
-void KTSettingsManager::setBlockAds(bool v)
-{
-    write("blockAds", v);
-    blockAds_ = v;
-}
+void KTSettingsManager::setBlockAds(bool v) { writeBool<&KTSettingsManager::blockAds_>(v); }
 
 void KTSettingsManager::setCookiesAllow(unsigned long v)
 {
@@ -322,29 +302,13 @@ void KTSettingsManager::setCookiesAllow(unsigned long v)
     KTShellDelegate::shared().applyCookieAcceptPolicy(v);
 }
 
-void KTSettingsManager::setConfirmColseTabs(bool v)
-{
-    write("confirmBeforeTabsClose", v);
-    confirmColseTabs_ = v;
-}
+void KTSettingsManager::setConfirmColseTabs(bool v) { writeBool<&KTSettingsManager::confirmColseTabs_>(v); }
 
-void KTSettingsManager::setSelectNewTab(bool v)
-{
-    write("selectNewTab", v);
-    selectNewTab_ = v;
-}
+void KTSettingsManager::setSelectNewTab(bool v) { writeBool<&KTSettingsManager::selectNewTab_>(v); }
 
-void KTSettingsManager::setReturnToPrior(bool v)
-{
-    write("returnToPrior", v);
-    returnToPrior_ = v;
-}
+void KTSettingsManager::setReturnToPrior(bool v) { writeBool<&KTSettingsManager::returnToPrior_>(v); }
 
-void KTSettingsManager::setShowBookmarkBar(bool v)
-{
-    write("showBookmark", v);
-    showBookmarkBar_ = v;
-}
+void KTSettingsManager::setShowBookmarkBar(bool v) { writeBool<&KTSettingsManager::showBookmarkBar_>(v); }
 
 bool KTSettingsManager::saveIconError(GdkPixbuf* image, KTError* error)
 {

@@ -6,6 +6,7 @@
 
 #include <gdk-pixbuf/gdk-pixbuf.h>
 
+#include <array>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -106,7 +107,23 @@ private:
     KTSettingsManager() = default;
     template <class T>
     void write(const char* key, T value);
-    bool readBool(const char* key, bool absent, bool& field);
+
+    // A flag of settings.json: its key, its value when the key is absent and
+    // the member that keeps it. Flags whose getters are inline are read once
+    // by loadValues(); the others' getters read the dictionary every time.
+    struct BoolSetting {
+        const char* key;
+        bool absent;
+        bool KTSettingsManager::*field;
+    };
+    static const std::array<BoolSetting, 17> kBoolSettings;
+    // The entry of a member, found while compiling: a member missing from
+    // the table does not build.
+    static consteval const BoolSetting& boolSetting(bool KTSettingsManager::*field);
+    template <bool KTSettingsManager::*Field>
+    bool readBool();
+    template <bool KTSettingsManager::*Field>
+    void writeBool(bool v);
 
     mutable std::mutex lock_;
     std::unique_ptr<KTJson> settings_; // null after a corrupt file

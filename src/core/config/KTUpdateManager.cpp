@@ -5,7 +5,6 @@
 #include "core/config/KTLog.h"
 #include "core/config/KTPaths.h"
 #include "core/config/KTPlist.h"
-#include "core/config/KTShared.h"
 #include "core/config/KTVersion.h"
 
 namespace quilt {
@@ -18,11 +17,7 @@ struct Job {
 };
 } // namespace
 
-KTUpdateManager& KTUpdateManager::sharedManager() { return KTShared<KTUpdateManager>::get(); }
-
-std::unique_ptr<KTUpdateManager> KTUpdateManager::create() { return make<KTUpdateManager>(); }
-
-KTUpdateManager::KTUpdateManager()
+KTUpdateManager::KTUpdateManager(Key)
     : mainThread_(std::this_thread::get_id())
     , context_(g_main_context_ref_thread_default())
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/config/KTManager.h"
+#include "core/config/KTStore.h"
 
 #include <functional>
 #include <glib.h>
@@ -16,12 +16,12 @@ namespace quilt {
 // Updates run on background threads; every change to the registry is made
 // on the thread that created the manager (the main thread), through its
 // main context, so the registry is never touched concurrently.
-class KTUpdateManager : public KTManager {
+class KTUpdateManager : public KTStore<KTUpdateManager> {
 public:
-    static KTUpdateManager& sharedManager();
-    static std::unique_ptr<KTUpdateManager> create();
+    explicit KTUpdateManager(Key);
     ~KTUpdateManager() override;
 
+    // Outside the data folder, so every app shares it; made on first use.
     std::string getPath() override;
 
     // Registers the bundle with the running version unless already present.
@@ -43,8 +43,6 @@ public:
     static std::string runningVersion();
 
 private:
-    KTUpdateManager();
-    friend class KTManager;
     void onMainThread(std::function<void()> work);
 
     std::string path_;

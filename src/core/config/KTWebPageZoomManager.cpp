@@ -1,19 +1,6 @@
 #include "core/config/KTWebPageZoomManager.h"
 
-#include "core/config/KTShared.h"
-
 namespace quilt {
-
-KTWebPageZoomManager& KTWebPageZoomManager::sharedManager() { return KTShared<KTWebPageZoomManager>::get(); }
-
-std::unique_ptr<KTWebPageZoomManager> KTWebPageZoomManager::create() { return make<KTWebPageZoomManager>(); }
-
-std::string KTWebPageZoomManager::getPath()
-{
-    if (path_.empty())
-        path_ = dataFilePath("webpagezoom.json");
-    return path_;
-}
 
 void KTWebPageZoomManager::loadValues()
 {

@@ -2,8 +2,6 @@
 
 #include "core/web/KTURLPattern.h"
 
-#include <algorithm>
-
 namespace quilt {
 
 std::optional<KTRule> KTRule::initWithDictionary(const KTJson& dictionary)
@@ -25,7 +23,7 @@ KTJson KTRule::toDictionary() const
     KTJson d = KTPattern::toDictionary();
     d["script"] = script;
     KTJson patterns = KTJson::object();
-    for (const auto& p : patterns_)
+    for (const auto& p : patterns_.items())
         patterns[p.name] = p.toDictionary();
     d["pattern"] = std::move(patterns);
     return d;
@@ -33,39 +31,23 @@ KTJson KTRule::toDictionary() const
 
 void KTRule::addPatternWithState(const std::string& pattern, int64_t state)
 {
-    if (KTPattern* existing = findPattern(pattern))
-        existing->state = state;
-    else
-        patterns_.emplace_back(pattern, state);
+    patterns_.put(KTPattern(pattern, state));
 }
 
 void KTRule::renamePatternTo(const std::string& oldName, const std::string& newName)
 {
-    if (oldName == newName || !findPattern(oldName))
-        return;
-    removePattern(newName);
-    findPattern(oldName)->name = newName;
+    patterns_.rename(oldName, newName);
 }
 
-void KTRule::removePattern(const std::string& pattern)
-{
-    std::erase_if(patterns_, [&](const KTPattern& p) { return p.name == pattern; });
-}
+void KTRule::removePattern(const std::string& pattern) { patterns_.remove(pattern); }
 
-KTPattern* KTRule::findPattern(std::string_view pattern)
-{
-    auto it = std::find_if(patterns_.begin(), patterns_.end(), [&](const KTPattern& p) { return p.name == pattern; });
-    return it == patterns_.end() ? nullptr : &*it;
-}
+KTPattern* KTRule::findPattern(std::string_view pattern) { return patterns_.find(pattern); }
 
-const KTPattern* KTRule::findPattern(std::string_view pattern) const
-{
-    return const_cast<KTRule*>(this)->findPattern(pattern);
-}
+const KTPattern* KTRule::findPattern(std::string_view pattern) const { return patterns_.find(pattern); }
 
 const KTPattern* KTRule::findPatternThatContans(std::string_view url) const
 {
-    for (const auto& p : patterns_) {
+    for (const auto& p : patterns_.items()) {
         // A pattern met literally matches even when it holds "*" itself.
         if (!p.name.empty() && url.find(p.name) != std::string_view::npos)
             return &p;

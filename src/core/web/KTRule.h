@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/web/KTNamedList.h"
 #include "core/web/KTPattern.h"
 
 #include <string>
@@ -42,14 +43,15 @@ public:
     // Pattern states are not consulted; "*" and "" match every URL.
     const KTPattern* findPatternThatContans(std::string_view url) const;
 
-    const std::vector<KTPattern>& patterns() const { return patterns_; }
+    const std::vector<KTPattern>& patterns() const { return patterns_.items(); }
+    std::vector<std::string> patternNames() const { return patterns_.names(); }
 
     std::string script;
 
     bool operator==(const KTRule&) const = default;
 
 private:
-    std::vector<KTPattern> patterns_;
+    KTNamedList<KTPattern> patterns_;
 };
 
 } // namespace quilt

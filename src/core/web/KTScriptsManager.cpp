@@ -43,24 +43,17 @@ void KTScriptsManager::loadJson()
         KTLog::line(jsonPath_ + ": not a list of rules");
         return;
     }
-    std::vector<KTRule> loaded;
-    for (const auto& element : *parsed) {
-        auto rule = KTRule::initWithDictionary(element);
-        if (!rule)
-            continue;
-        auto same = std::find_if(loaded.begin(), loaded.end(), [&](const KTRule& r) { return r.name == rule->name; });
-        if (same != loaded.end())
-            *same = std::move(*rule);
-        else
-            loaded.push_back(std::move(*rule));
-    }
+    KTNamedList<KTRule> loaded;
+    for (const auto& element : *parsed)
+        if (auto rule = KTRule::initWithDictionary(element))
+            loaded.put(std::move(*rule));
     rules_ = std::move(loaded);
 }
 
 bool KTScriptsManager::saveJson()
 {
     KTJson array = KTJson::array();
-    for (const auto& rule : rules_)
+    for (const auto& rule : rules_.items())
         array.push_back(rule.toDictionary());
     std::string error;
     if (!KTFileUtil::makeDirectories(KTFileUtil::parentFolder(jsonPath_), &error)) {
@@ -80,37 +73,19 @@ bool KTScriptsManager::saveJson()
     return true;
 }
 
-KTRule* KTScriptsManager::findRule(std::string_view name)
-{
-    auto it = std::find_if(rules_.begin(), rules_.end(), [&](const KTRule& r) { return r.name == name; });
-    return it == rules_.end() ? nullptr : &*it;
-}
+KTRule* KTScriptsManager::findRule(std::string_view name) { return rules_.find(name); }
 
-const KTRule* KTScriptsManager::findRule(std::string_view name) const
-{
-    return const_cast<KTScriptsManager*>(this)->findRule(name);
-}
+const KTRule* KTScriptsManager::findRule(std::string_view name) const { return rules_.find(name); }
 
-void KTScriptsManager::addRuleState(const std::string& name, int64_t state)
-{
-    if (KTRule* existing = findRule(name))
-        *existing = KTRule(name, state);
-    else
-        rules_.emplace_back(name, state);
-}
+// A rule added again under its name starts afresh: no patterns, no script.
+void KTScriptsManager::addRuleState(const std::string& name, int64_t state) { rules_.put(KTRule(name, state)); }
 
 void KTScriptsManager::renameRuleToName(const std::string& oldName, const std::string& newName)
 {
-    if (oldName == newName || !findRule(oldName))
-        return;
-    removeRule(newName);
-    findRule(oldName)->name = newName;
+    rules_.rename(oldName, newName);
 }
 
-void KTScriptsManager::removeRule(const std::string& name)
-{
-    std::erase_if(rules_, [&](const KTRule& r) { return r.name == name; });
-}
+void KTScriptsManager::removeRule(const std::string& name) { rules_.remove(name); }
 
 void KTScriptsManager::addPatternForRuleState(const std::string& pattern, const std::string& rule, int64_t state)
 {
@@ -183,23 +158,17 @@ std::optional<std::vector<std::string>> KTScriptsManager::patternsNamesForRule(c
     const KTRule* r = findRule(rule);
     if (!r)
         return std::nullopt;
-    std::vector<std::string> names;
-    for (const auto& p : r->patterns())
-        names.push_back(p.name);
-    return sortedNumerically(std::move(names));
+    return sortedNumerically(r->patternNames());
 }
 
 std::vector<std::string> KTScriptsManager::rulesArray() const
 {
-    std::vector<std::string> names;
-    for (const auto& r : rules_)
-        names.push_back(r.name);
-    return sortedNumerically(std::move(names));
+    return sortedNumerically(rules_.names());
 }
 
 std::optional<std::string> KTScriptsManager::findScriptFor(std::string_view url) const
 {
-    for (const auto& rule : rules_) {
+    for (const auto& rule : rules_.items()) {
         if (rule.state == 0)
             continue;
         if (rule.findPatternThatContans(url))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/web/KTNamedList.h"
 #include "core/web/KTRule.h"
 
 #include <memory>
@@ -64,7 +65,7 @@ public:
     // matching pattern, or nullopt.
     std::optional<std::string> findScriptFor(std::string_view url) const;
 
-    const std::vector<KTRule>& rules() const { return rules_; }
+    const std::vector<KTRule>& rules() const { return rules_.items(); }
     KTRule* findRule(std::string_view name);
     const KTRule* findRule(std::string_view name) const;
 
@@ -76,7 +77,7 @@ public:
 
 private:
     std::string jsonPath_;
-    std::vector<KTRule> rules_;
+    KTNamedList<KTRule> rules_;
 };
 
 } // namespace quilt

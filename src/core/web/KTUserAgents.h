@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -31,6 +32,8 @@ public:
     static constexpr const char* kChromeMac = "Chrome-Mac";
     static constexpr const char* kIPhone = "iPhone";
     static constexpr const char* kIPad = "iPad";
+    // The names in table (and menu) order.
+    static constexpr std::array<const char*, 5> kNames{kSafariMac, kFirefoxMac, kChromeMac, kIPhone, kIPad};
     // The user default naming the agent chosen last (spelled so on purpose).
     static constexpr const char* kLastUserAgentKey = "lastUserAnget";
 
