@@ -1,8 +1,9 @@
 #include "core/config/KTColor.h"
 
+#include "core/config/KTNumber.h"
+
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 
 namespace quilt {
@@ -27,12 +28,10 @@ double KTColor::alpha() const
 
 std::string KTColor::stringRepresentation() const
 {
+    // Six decimals, as printf's "%f" wrote them, but always with a dot.
     std::string out;
-    char buf[64];
-    for (double c : components) {
-        std::snprintf(buf, sizeof buf, "%f ", c);
-        out += buf;
-    }
+    for (double c : components)
+        out += KTNumber::format(c, 6) + " ";
     if (!out.empty())
         out.pop_back();
     return out;
@@ -45,7 +44,7 @@ std::optional<KTColor> KTColor::colorFromStringForColorSpace(std::string_view te
     for (;;) {
         size_t end = text.find(' ', start);
         std::string piece(text.substr(start, end == std::string_view::npos ? std::string_view::npos : end - start));
-        parts.push_back(std::strtod(piece.c_str(), nullptr));
+        parts.push_back(KTNumber::parse(piece).value_or(0.0));
         if (parts.size() > 10)
             return std::nullopt;
         if (end == std::string_view::npos)
@@ -71,9 +70,8 @@ std::string KTColor::cssString() const
     double r = red(), g = green(), b = blue();
     if (space == KTColorSpace::Gray)
         r = g = b = component(0);
-    char buf[64];
-    std::snprintf(buf, sizeof buf, "rgba(%d,%d,%d,%.3f)", byte(r), byte(g), byte(b), std::clamp(alpha(), 0.0, 1.0));
-    return buf;
+    return "rgba(" + std::to_string(byte(r)) + "," + std::to_string(byte(g)) + "," + std::to_string(byte(b)) + ","
+        + KTNumber::format(std::clamp(alpha(), 0.0, 1.0), 3) + ")";
 }
 
 KTColor KTColor::mainColor() { return rgb(0.20, 0.52, 0.89); }

@@ -1,6 +1,7 @@
 #include "core/config/KTJson.h"
 
 #include "core/config/KTJsonReader.h"
+#include "core/config/KTNumber.h"
 
 #include <cmath>
 
@@ -60,11 +61,8 @@ double doubleFor(const KTJson& object, std::string_view key, double absent)
     if (v->is_boolean())
         return v->get<bool>() ? 1.0 : 0.0;
     if (v->is_string()) {
-        try {
-            return std::stod(v->get_ref<const std::string&>());
-        } catch (...) {
-            return 0.0;
-        }
+        // A number kept as text reads the same in every language.
+        return KTNumber::parse(v->get_ref<const std::string&>()).value_or(0.0);
     }
     return absent;
 }

@@ -1,6 +1,7 @@
 #include "core/config/KTPlist.h"
 
 #include "core/config/KTFileUtil.h"
+#include "core/config/KTNumber.h"
 
 #include <cstdlib>
 #include <limits>
@@ -139,8 +140,10 @@ std::optional<KTJson> KTPlist::parse(std::string_view bytes, std::string* error)
     PlistHolder h;
     if (bytes.substr(0, 6) == "bplist")
         plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &h.node);
-    else
+    else {
+        KTCNumericScope cNumbers; // libplist reads <real> with strtod
         plist_from_xml(bytes.data(), static_cast<uint32_t>(bytes.size()), &h.node);
+    }
     if (!h.node) {
         if (error)
             *error = "not a property list";
@@ -168,7 +171,10 @@ std::string KTPlist::toXml(const KTJson& value)
         return {};
     char* xml = nullptr;
     uint32_t len = 0;
-    plist_to_xml(h.node, &xml, &len);
+    {
+        KTCNumericScope cNumbers; // and writes it with printf
+        plist_to_xml(h.node, &xml, &len);
+    }
     std::string out(xml ? xml : "", xml ? len : 0);
     if (xml)
         plist_to_xml_free(xml);

@@ -5,6 +5,7 @@
 #include "core/config/KTLog.h"
 #include "core/config/KTNotificationCenter.h"
 #include "core/config/KTNotificationNames.h"
+#include "core/config/KTNumber.h"
 #include "core/config/KTPlist.h"
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTShared.h"
@@ -25,9 +26,10 @@ std::optional<KTSize> parseSize(const std::string& text)
         KTLog::line("error: defaultWindowSize \"" + text + "\" has no x");
         return std::nullopt;
     }
-    float w = std::strtof(text.substr(0, x).c_str(), nullptr);
+    // Read as single precision, as before, but with a dot in every language.
+    float w = static_cast<float>(KTNumber::parse(text.substr(0, x)).value_or(0.0));
     std::string rest = text.substr(x + 1);
-    float h = std::strtof(rest.substr(0, rest.find('x')).c_str(), nullptr);
+    float h = static_cast<float>(KTNumber::parse(rest.substr(0, rest.find('x'))).value_or(0.0));
     return KTSize{static_cast<double>(w), static_cast<double>(h)};
 }
 } // namespace

@@ -1,21 +1,15 @@
 #include "core/config/KTRect.h"
 
-#include <charconv>
+#include "core/config/KTNumber.h"
+
 #include <cmath>
-#include <cstdlib>
+#include <optional>
 #include <string>
 
 namespace quilt {
 
 namespace {
-std::string number(double v)
-{
-    if (!std::isfinite(v))
-        v = 0;
-    char buf[32];
-    auto res = std::to_chars(buf, buf + sizeof buf, v);
-    return std::string(buf, res.ptr);
-}
+std::string number(double v) { return KTNumber::format(v); }
 } // namespace
 
 std::string KTRect::toString() const
@@ -31,14 +25,14 @@ KTRect KTRect::fromString(std::string_view text)
     int n = 0;
     while (*p && n < 4) {
         if ((*p >= '0' && *p <= '9') || *p == '-' || *p == '+' || *p == '.') {
-            char* end = nullptr;
-            double d = std::strtod(p, &end);
-            if (end == p) {
+            size_t used = 0;
+            std::optional<double> d = KTNumber::parse(p, &used);
+            if (!d) {
                 ++p;
                 continue;
             }
-            v[n++] = std::isfinite(d) ? d : 0;
-            p = end;
+            v[n++] = std::isfinite(*d) ? *d : 0;
+            p += used;
         } else {
             ++p;
         }

@@ -4,6 +4,7 @@
 
 #include "TestEnvironment.h"
 
+#include "core/config/KTNumber.h"
 #include "core/config/KTShellDelegate.h"
 
 #include <gtest/gtest.h>
@@ -43,7 +44,7 @@ public:
     }
     void setFirstWindowLevel(long v) override { note("setFirstWindowLevel", std::to_string(v)); }
     void setFirstWindowShadow(bool v) override { note("setFirstWindowShadow", v); }
-    void setFirstWindowAlpha(double v) override { note("setFirstWindowAlpha", std::to_string(v)); }
+    void setFirstWindowAlpha(double v) override { note("setFirstWindowAlpha", KTNumber::format(v, 6)); }
     void setApplicationIcon(GdkPixbuf* image) override
     {
         icon = image;

@@ -8,6 +8,7 @@
 #include "core/config/KTNotificationCenter.h"
 #include "core/config/KTNotificationNames.h"
 #include "core/config/KTPlist.h"
+#include "core/config/KTNumber.h"
 #include "core/config/KTRect.h"
 #include "core/config/KTUserDefaults.h"
 
@@ -59,6 +60,31 @@ INSTANTIATE_TEST_SUITE_P(
                       ParseCase{"1 2 3 4 5 6 7 8 9 10", std::vector<double>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}},
                       ParseCase{"1 2 3 4 5 6 7 8 9 10 11", std::nullopt},
                       ParseCase{"          ", std::nullopt}));
+
+// --- Numbers in files --------------------------------------------------------
+// These run once as they are and once under de_DE.UTF-8 (see
+// tests/CMakeLists.txt): files must read and write with a dot either way.
+
+TEST(Numbers, TheDecimalCommaRunReallyHasADecimalComma)
+{
+    if (!std::getenv("QUILT_DECIMAL_COMMA"))
+        GTEST_SKIP() << "only in the decimal-comma run";
+    EXPECT_STREQ(localeconv()->decimal_point, ",") << "the de_DE.UTF-8 locale was not generated or not set";
+}
+
+TEST(Numbers, TextFormsUseADotInEveryLanguage)
+{
+    EXPECT_EQ(KTColor::rgb(1, 0.5, 0, 0.5).cssString(), "rgba(255,128,0,0.500)");
+    EXPECT_EQ(KTRect({10.5, 20, 800.5, 600}).toString(), "{{10.5, 20}, {800.5, 600}}");
+    EXPECT_EQ(KTRect::fromString("{{10.5, 20}, {800.5, 600.25}}"), (KTRect{10.5, 20, 800.5, 600.25}));
+    EXPECT_EQ(KTNumber::format(1e300), "1e+300");
+    EXPECT_EQ(KTNumber::format(std::nan("")), "0");
+    size_t used = 0;
+    EXPECT_EQ(KTNumber::parse(" -2.5e1x", &used), -25.0);
+    EXPECT_EQ(used, 7u);
+    EXPECT_EQ(KTNumber::parse("1,5", &used), 1.0) << "a comma ends the number";
+    EXPECT_FALSE(KTNumber::parse("x"));
+}
 
 // --- Property lists --------------------------------------------------------
 
