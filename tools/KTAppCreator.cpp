@@ -157,7 +157,10 @@ void writeDesktopEntry(const std::string& path, const KTDesktopEntry& entry)
 // no unique id got a new one) would otherwise stay behind as duplicates.
 void removeOtherLaunchers(const std::string& bundlePath, const std::string& keep)
 {
-    const std::string target = fs::weakly_canonical(bundlePath).string();
+    std::error_code unresolved;
+    std::string target = fs::weakly_canonical(bundlePath, unresolved).string();
+    if (unresolved) // a link loop or an over-long name: compare the path as given
+        target = bundlePath;
     for (const auto& app : KTAppRegistry::list({})) {
         if (app.desktopFile.empty() || app.desktopFile == keep)
             continue;

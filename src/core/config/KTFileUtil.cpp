@@ -1,6 +1,10 @@
 #include "core/config/KTFileUtil.h"
 
+#include <glib.h>
+
 #include <cerrno>
+#include <ctime>
+#include <dirent.h>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -19,17 +23,32 @@ void setError(std::string* error, const std::string& what, int err)
 }
 } // namespace
 
-std::optional<std::string> KTFileUtil::read(const std::string& path, std::string* error)
+std::optional<std::string> KTFileUtil::read(const std::string& path, std::string* error, size_t maxSize)
 {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking so that opening a FIFO returns at once; reads of a
+    // regular file are not affected.
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) {
         setError(error, path, errno);
         return std::nullopt;
     }
-    std::string data;
     struct stat st {};
-    if (::fstat(fd, &st) == 0 && st.st_size > 0)
-        data.reserve(static_cast<size_t>(st.st_size));
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        if (error)
+            *error = path + ": not a regular file";
+        ::close(fd);
+        return std::nullopt;
+    }
+    auto tooLarge = [&] {
+        if (error)
+            *error = path + ": larger than " + std::to_string(maxSize >> 20) + " MB, not read";
+        ::close(fd);
+        return std::nullopt;
+    };
+    if (static_cast<uint64_t>(st.st_size) > maxSize)
+        return tooLarge();
+    std::string data;
+    data.reserve(static_cast<size_t>(st.st_size));
     char buf[65536];
     for (;;) {
         ssize_t n = ::read(fd, buf, sizeof buf);
@@ -42,11 +61,54 @@ std::optional<std::string> KTFileUtil::read(const std::string& path, std::string
         }
         if (n == 0)
             break;
+        // The file may grow while it is read.
+        if (data.size() + static_cast<size_t>(n) > maxSize)
+            return tooLarge();
         data.append(buf, static_cast<size_t>(n));
     }
     ::close(fd);
     return data;
 }
+
+std::optional<std::string> KTFileUtil::setAside(const std::string& path, std::string* error)
+{
+    GDateTime* now = g_date_time_new_now_local();
+    gchar* stamp = g_date_time_format(now, "%Y%m%d-%H%M%S");
+    std::string base = path + ".corrupt-" + stamp;
+    g_free(stamp);
+    g_date_time_unref(now);
+    std::string target = base;
+    for (int i = 2; exists(target) && i < 100; ++i)
+        target = base + "-" + std::to_string(i);
+    if (::rename(path.c_str(), target.c_str()) != 0) {
+        setError(error, path, errno);
+        return std::nullopt;
+    }
+    return target;
+}
+
+namespace {
+// ".<name>.XXXXXX" files of saves cut short (power loss, SIGKILL) that are
+// older than any save still running could be.
+void removeStaleTemporaries(const std::string& folder, const std::string& name)
+{
+    DIR* dir = ::opendir(folder.c_str());
+    if (!dir)
+        return;
+    const std::string prefix = "." + name + ".";
+    const time_t cutoff = ::time(nullptr) - 600;
+    while (dirent* entry = ::readdir(dir)) {
+        std::string_view n(entry->d_name);
+        if (n.size() != prefix.size() + 6 || n.substr(0, prefix.size()) != prefix)
+            continue;
+        std::string full = folder + "/" + std::string(n);
+        struct stat st {};
+        if (::lstat(full.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_mtime < cutoff)
+            ::unlink(full.c_str());
+    }
+    ::closedir(dir);
+}
+} // namespace
 
 bool KTFileUtil::writeAtomically(const std::string& path, std::string_view data, std::string* error, int mode)
 {
@@ -82,14 +144,17 @@ bool KTFileUtil::writeAtomically(const std::string& path, std::string_view data,
         ::unlink(tmpl.c_str());
         return false;
     }
+    removeStaleTemporaries(parentFolder(path), lastComponent(path));
     return true;
 }
 
 bool KTFileUtil::makeDirectories(const std::string& path, std::string* error)
 {
-    std::error_code ec;
+    // The error_code forms only: a link loop or an over-long name must give
+    // an error, not an exception.
+    std::error_code ec, ignored;
     fs::create_directories(path, ec);
-    if (fs::is_directory(path))
+    if (fs::is_directory(path, ignored))
         return true;
     if (error)
         *error = path + ": " + (ec ? ec.message() : std::string("not a folder"));

@@ -9,12 +9,26 @@ namespace quilt {
 // Small file operations shared by the stores, the bundle code and the tools.
 class KTFileUtil {
 public:
+    // Larger files are refused: no store, property list or script of an app
+    // comes near it, and an endless one (a link to /dev/zero) must not take
+    // the machine's memory.
+    static constexpr size_t kMaxReadSize = 256u << 20;
+
     // Whole file as bytes; nullopt when it cannot be read (*error says why).
-    static std::optional<std::string> read(const std::string& path, std::string* error = nullptr);
+    // Only regular files are read: a FIFO, a device or a folder is refused at
+    // once instead of blocking or reading forever.
+    static std::optional<std::string> read(const std::string& path, std::string* error = nullptr,
+                                           size_t maxSize = kMaxReadSize);
+
+    // Renames a file that could not be used to "<path>.corrupt-<date>" so
+    // that the store starting empty never saves over the user's data; the
+    // new path, or nullopt when the rename failed (*error says why).
+    static std::optional<std::string> setAside(const std::string& path, std::string* error = nullptr);
 
     // Replaces the file atomically: writes a temporary file in the same
     // folder, flushes it to disk and renames it over the target, so a crash
     // or a full disk leaves either the old or the new file, never a torn one.
+    // Temporary files that a killed process left behind are removed.
     static bool writeAtomically(const std::string& path, std::string_view data,
                                 std::string* error = nullptr, int mode = 0644);
 

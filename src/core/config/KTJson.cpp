@@ -4,6 +4,7 @@
 #include "core/config/KTNumber.h"
 
 #include <cmath>
+#include <limits>
 
 namespace quilt::json {
 
@@ -73,8 +74,15 @@ int64_t intFor(const KTJson& object, std::string_view key, int64_t absent)
     if (!v)
         return absent;
     if (v->is_number_float()) {
+        // Saturated: casting a double outside int64's range is undefined.
         double d = v->get<double>();
-        return std::isfinite(d) ? static_cast<int64_t>(d) : 0;
+        if (!std::isfinite(d))
+            return 0;
+        if (d >= 9223372036854775807.0)
+            return std::numeric_limits<int64_t>::max();
+        if (d <= -9223372036854775808.0)
+            return std::numeric_limits<int64_t>::min();
+        return static_cast<int64_t>(d);
     }
     if (v->is_number_unsigned())
         return static_cast<int64_t>(v->get<uint64_t>());

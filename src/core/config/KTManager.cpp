@@ -27,21 +27,37 @@ std::string KTManager::getPath()
 
 void KTManager::loadJson()
 {
-    auto data = KTFileUtil::read(getPath());
+    const std::string path = getPath();
+    std::string error;
+    auto data = KTFileUtil::read(path, &error);
+    if (!data && KTFileUtil::exists(path)) {
+        setAside(error);
+        return;
+    }
     if (!data || data->empty()) {
         json_ = KTJson::object();
         return;
     }
-    std::string error;
     auto parsed = json::parse(*data, &error);
     if (!parsed) {
-        // A corrupt file behaves like a missing one; the next save replaces it.
-        KTLog::line(error);
-        json_ = KTJson::object();
+        setAside(error);
         return;
     }
     // A top level that is not an object is kept as it is; lookups on it fail.
     json_ = std::move(*parsed);
+}
+
+void KTManager::setAside(const std::string& why)
+{
+    // A file that cannot be used behaves like a missing one, but it is moved
+    // out of the way first: the next save must not overwrite what the user
+    // may still recover.
+    json_ = KTJson::object();
+    std::string error;
+    if (auto aside = KTFileUtil::setAside(getPath(), &error))
+        KTLog::line(why + " (kept as " + *aside + ")");
+    else
+        KTLog::line(why + " (could not be kept: " + error + ")");
 }
 
 void KTManager::save()

@@ -41,6 +41,9 @@ protected:
     static std::string dataFilePath(const std::string& fileName);
 
 private:
+    // Empties the store after an unusable file and renames the file aside.
+    void setAside(const std::string& why);
+
     KTJson json_ = KTJson::object();
     std::string fileName_;
     std::string path_;

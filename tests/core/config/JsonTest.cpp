@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <random>
 
@@ -130,6 +131,18 @@ TEST(JsonHelpers, CompactReplacesInvalidUtf8InsteadOfThrowing)
 {
     KTJson v = {{"title", std::string("caf\xe9")}};
     EXPECT_EQ(json::compact(v), "{\"title\":\"caf\xEF\xBF\xBD\"}");
+}
+
+TEST(JsonHelpers, NumbersOutOfRangeSaturateInsteadOfOverflowing)
+{
+    const KTJson o = {{"huge", 1e300}, {"tiny", -1e300}, {"nan", "nan"}, {"text", "12x"}, {"plain", 7.9}};
+    EXPECT_EQ(json::intFor(o, "huge"), std::numeric_limits<int64_t>::max());
+    EXPECT_EQ(json::intFor(o, "tiny"), std::numeric_limits<int64_t>::min());
+    EXPECT_EQ(json::intFor(o, "nan"), 0);
+    EXPECT_EQ(json::intFor(o, "text"), 12);
+    EXPECT_EQ(json::intFor(o, "plain"), 7);
+    EXPECT_EQ(json::unsignedFor(o, "huge"), static_cast<uint64_t>(std::numeric_limits<int64_t>::max()));
+    EXPECT_EQ(json::doubleFor(o, "text"), 12.0);
 }
 
 } // namespace

@@ -16,7 +16,12 @@
 #include "core/config/KTWebPageZoomManager.h"
 #include "core/web/KTWhiteListManager.h"
 
+#include <fcntl.h>
+#include <glib.h>
+#include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/xattr.h>
+#include <unistd.h>
 
 using namespace quilt;
 using namespace quilt::test;
@@ -37,6 +42,19 @@ public:
 private:
     std::string path_;
 };
+
+std::vector<std::string> setAsideFiles(const std::string& path)
+{
+    std::vector<std::string> found;
+    const std::string folder = KTFileUtil::parentFolder(path), prefix = KTFileUtil::lastComponent(path) + ".corrupt-";
+    if (GDir* dir = g_dir_open(folder.c_str(), 0, nullptr)) {
+        while (const char* name = g_dir_read_name(dir))
+            if (std::string(name).rfind(prefix, 0) == 0)
+                found.push_back(folder + "/" + name);
+        g_dir_close(dir);
+    }
+    return found;
+}
 
 struct LoadCase {
     const char* name;
@@ -65,6 +83,14 @@ TEST_P(StoreLoadRule, LoadsAndResaves)
 
     store.save();
     EXPECT_EQ(env.readFile(path), c.resaved);
+
+    // What could not be read is kept beside the new file, byte for byte.
+    auto aside = setAsideFiles(path);
+    ASSERT_EQ(aside.size(), c.logLines);
+    if (!aside.empty()) {
+        EXPECT_EQ(env.readFile(aside[0]), c.content);
+        EXPECT_NE(log.lines()[0].find("kept as " + aside[0]), std::string::npos) << log.lines()[0];
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -82,6 +108,70 @@ INSTANTIATE_TEST_SUITE_P(
                                0, "{\"z\":1,\"a\":[true,null],\"m\":{\"k\":\"é\"}}",
                                "{\"z\":1,\"a\":[true,null],\"m\":{\"k\":\"é\"}}"}),
     [](const auto& info) { return std::string(info.param.name); });
+
+// Files no store should read to the end: each behaves like a corrupt file at
+// once (one line, an empty store, the entry moved aside), and the next save
+// writes a fresh file.
+struct HostileCase {
+    const char* name;
+    void (*make)(const std::string& path);
+};
+
+class StoreHostileFile : public ::testing::TestWithParam<HostileCase> {
+protected:
+    TestEnvironment env;
+};
+
+TEST_P(StoreHostileFile, IsRefusedAtOnceAndSetAside)
+{
+    const std::string path = env.root() + "/probe.json";
+    GetParam().make(path);
+    LogCapture log;
+    ProbeStore store(path);
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(json::compact(store.json()), "{}");
+    EXPECT_EQ(setAsideFiles(path).size(), 1u);
+    store.json()["kept"] = true;
+    store.save();
+    EXPECT_EQ(env.readFile(path), "{\"kept\":true}");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, StoreHostileFile,
+    ::testing::Values(
+        HostileCase{"LinkToDevZero", [](const std::string& p) { ASSERT_EQ(::symlink("/dev/zero", p.c_str()), 0); }},
+        HostileCase{"Fifo", [](const std::string& p) { ASSERT_EQ(::mkfifo(p.c_str(), 0600), 0); }},
+        HostileCase{"Folder", [](const std::string& p) { ASSERT_EQ(::mkdir(p.c_str(), 0700), 0); }},
+        // Sparse: takes no disk, but claims more than any store may hold.
+        HostileCase{"Enormous", [](const std::string& p) {
+                        int fd = ::open(p.c_str(), O_CREAT | O_WRONLY, 0600);
+                        ASSERT_GE(fd, 0);
+                        ASSERT_EQ(::ftruncate(fd, off_t(KTFileUtil::kMaxReadSize) + 1), 0);
+                        ::close(fd);
+                    }},
+        HostileCase{"Unreadable", [](const std::string& p) {
+                        int fd = ::open(p.c_str(), O_CREAT | O_WRONLY, 0000);
+                        ASSERT_GE(fd, 0);
+                        ::close(fd);
+                        if (::geteuid() == 0) // root reads it anyway; make it unparsable instead
+                            ::truncate(p.c_str(), 3);
+                    }}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(StoreSave, TemporariesOfAnInterruptedSaveAreRemovedByTheNext)
+{
+    TestEnvironment env;
+    const std::string path = env.root() + "/probe.json";
+    const std::string stale = env.root() + "/.probe.json.Ab12Cd", fresh = env.root() + "/.probe.json.Xy34Zw";
+    env.writeFile(stale, "{\"half");
+    env.writeFile(fresh, "{\"half");
+    const struct timeval old[2] = {{::time(nullptr) - 3600, 0}, {::time(nullptr) - 3600, 0}};
+    ASSERT_EQ(::utimes(stale.c_str(), old), 0);
+    ProbeStore store(path);
+    store.save();
+    EXPECT_FALSE(KTFileUtil::exists(stale));
+    EXPECT_TRUE(KTFileUtil::exists(fresh)) << "a save still running in another process is left alone";
+}
 
 TEST(StoreSave, CorruptFileIsReplacedByTheNextSave)
 {
