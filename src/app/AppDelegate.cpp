@@ -14,6 +14,7 @@
 #include "core/config/KTUserDefaults.h"
 #include "core/web/KTUserAgents.h"
 #include "core/windows/KTWindowRestorer.h"
+#include "ui/dialogs/KTDialogs.h"
 #include "ui/windows/KTMainWindowController.h"
 #include "web/KTWebContext.h"
 
@@ -80,6 +81,7 @@ int AppDelegate::run(int argc, char** argv)
 void AppDelegate::onStartup()
 {
     KTMainWindowController::setApplication(app_);
+    KTDialogs::install();
     KTMainWindowController::hideApplication = [this] { hideApplication(); };
     loadApplicationIcon();
     installActions();

@@ -7,8 +7,10 @@
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTShared.h"
 #include "core/web/KTWhiteListManager.h"
+#include "ui/dialogs/KTDialogs.h"
 #include "ui/windows/KTMainWindowController.h"
 #include "web/KTWebContext.h"
+#include "web/KTWebUIDelegate.h"
 
 #include <fcntl.h>
 #include <gtk/gtk.h>
@@ -160,6 +162,7 @@ void GuiTest::SetUp()
     const char* display = std::getenv("DISPLAY");
     if (!display || !*display || !gtk_init_check(nullptr, nullptr))
         GTEST_SKIP() << "no display: run inside tests/desktop-session";
+    KTDialogs::install();
     server = std::make_unique<HttpServer>();
     for (const char* title : {"One", "Two", "Three", "Home"}) {
         std::string path = std::string("/") + title;
@@ -187,6 +190,7 @@ void GuiTest::TearDown()
         g_list_free(tops);
         drainEvents();
     }
+    KTWebUIDelegate::setShared(nullptr);
     server.reset();
     env.reset();
 }

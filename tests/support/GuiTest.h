@@ -94,9 +94,9 @@ private:
 // Lets pending main-loop work run (idle callbacks, deferred closes).
 void drainEvents();
 
-// Skips without a display; a private world (TestEnvironment) and an HTTP
-// server per test; windows made by the test closed as their close button
-// would close them.
+// Skips without a display; a private world (TestEnvironment), the real
+// dialogs (KTDialogs) and an HTTP server per test; windows made by the test
+// closed as their close button would close them.
 class GuiTest : public ::testing::Test {
 protected:
     void SetUp() override;
