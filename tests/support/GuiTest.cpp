@@ -9,7 +9,10 @@
 #include "core/web/KTWhiteListManager.h"
 #include "ui/dialogs/KTDialogs.h"
 #include "ui/windows/KTMainWindowController.h"
+#include "web/KTContentBlocker.h"
+#include "web/KTScriptMessageHandler.h"
 #include "web/KTWebContext.h"
+#include "web/KTWebManager.h"
 #include "web/KTWebUIDelegate.h"
 
 #include <fcntl.h>
@@ -155,9 +158,22 @@ void drainEvents()
 
 // --------------------------------------------------------------- fixture
 
+namespace {
+// The web layer's process-wide objects, users before what they use: the
+// downloads and sessions, the page scripts, the rule list, then the WebKit
+// session itself. Pages and windows must be gone.
+void resetWebLayer()
+{
+    KTShared<KTWebManager>::reset();
+    KTShared<KTScriptMessageHandler>::reset();
+    KTShared<KTContentBlocker>::reset();
+    KTShared<KTWebContext>::reset();
+}
+} // namespace
+
 void GuiTest::SetUp()
 {
-    // The private world first: GLib reads the XDG folders once per process.
+    // The private world first: the WebKit session is made in it.
     env = std::make_unique<TestEnvironment>();
     const char* display = std::getenv("DISPLAY");
     if (!display || !*display || !gtk_init_check(nullptr, nullptr))
@@ -191,6 +207,7 @@ void GuiTest::TearDown()
         drainEvents();
     }
     KTWebUIDelegate::setShared(nullptr);
+    resetWebLayer();
     server.reset();
     env.reset();
 }
@@ -375,8 +392,6 @@ KTJson GuiTest::restoredUrls(const KTJson& restore)
 // ------------------------------------------------------- policy fixture
 
 namespace {
-bool testRanInThisProcess = false;
-
 void writeText(const std::string& path, const std::string& text, bool executable = false)
 {
     KTFileUtil::makeDirectories(KTFileUtil::parentFolder(path));
@@ -388,9 +403,6 @@ void writeText(const std::string& path, const std::string& text, bool executable
 
 void PolicyTest::SetUp()
 {
-    if (testRanInThisProcess)
-        GTEST_SKIP() << "one test per process (run through ctest)";
-    testRanInThisProcess = true;
     GuiTest::SetUp();
     if (IsSkipped())
         return;
