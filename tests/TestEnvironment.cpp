@@ -6,6 +6,7 @@
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTHistoryManager.h"
 #include "core/config/KTLog.h"
+#include "core/config/KTPaths.h"
 #include "core/config/KTPlist.h"
 #include "core/config/KTQuiltManager.h"
 #include "core/config/KTRestoreManager.h"
@@ -32,11 +33,30 @@
 
 extern char** environ;
 
+extern "C" {
+// Exported by GLib for its own isolated tests (G_TEST_OPTION_ISOLATE_DIRS)
+// but declared in no public header.
+void g_set_user_dirs(const gchar* first_dir_type, ...) G_GNUC_NULL_TERMINATED;
+}
+
 namespace quilt::test {
 
 namespace {
 const char* kVars[] = {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "QUILT_BUNDLE"};
+
+// GLib reads HOME and the XDG folders once per process, and GIO (which
+// application opens what: desktop entries, mimeapps.list) and GTK go by
+// that copy. Pointing it at the folders the environment names now lets
+// every test of a process have its own. GIO reloads its application
+// folders when it sees the configuration folder change.
+void followEnvironmentInGLib()
+{
+    g_set_user_dirs("HOME", KTPaths::home().c_str(), "XDG_DATA_HOME", KTPaths::userDataDir().c_str(),
+                    "XDG_CONFIG_HOME", KTPaths::userConfigDir().c_str(), "XDG_CACHE_HOME",
+                    KTPaths::userCacheDir().c_str(), nullptr);
+    g_reload_user_special_dirs_cache();
 }
+} // namespace
 
 TestEnvironment::TestEnvironment()
 {
@@ -53,6 +73,7 @@ TestEnvironment::TestEnvironment()
     ::setenv("XDG_CONFIG_HOME", (home_ + "/.config").c_str(), 1);
     ::setenv("XDG_CACHE_HOME", (home_ + "/.cache").c_str(), 1);
     ::unsetenv("QUILT_BUNDLE");
+    followEnvironmentInGLib();
     char* uuid = g_uuid_string_random();
     uniqueId_ = uuid;
     g_free(uuid);
@@ -71,6 +92,7 @@ TestEnvironment::~TestEnvironment()
         else
             ::setenv(name.c_str(), value.c_str(), 1);
     }
+    followEnvironmentInGLib();
     if (!std::getenv("QUILT_KEEP_TEST_FILES"))
         KTFileUtil::removeTree(root_);
 }

@@ -14,8 +14,9 @@
 #include "core/config/KTUserDefaults.h"
 #include "core/web/KTUserAgents.h"
 #include "core/windows/KTWindowRestorer.h"
+#include "ui/dialogs/KTDialogs.h"
+#include "ui/dialogs/KTQuitConfirmation.h"
 #include "ui/windows/KTMainWindowController.h"
-#include "ui/windows/KTQuitConfirmation.h"
 #include "ui/windows/KTScreen.h"
 #include "web/KTWebContext.h"
 
@@ -116,6 +117,7 @@ int AppDelegate::run(int argc, char** argv)
 void AppDelegate::onStartup()
 {
     KTMainWindowController::setApplication(app_);
+    KTDialogs::install();
     loadApplicationIcon();
     installActions();
     // Logging out sends SIGTERM: quit without asking, but save.

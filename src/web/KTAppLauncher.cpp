@@ -2,6 +2,7 @@
 
 #include "core/config/KTLog.h"
 #include "core/web/KTNavigationPolicy.h"
+#include "web/KTWebUIDelegate.h"
 
 #include <gio/gdesktopappinfo.h>
 
@@ -37,11 +38,6 @@ void launched(GObject*, GAsyncResult* result, gpointer data, gboolean (*finish)(
 
 GAppLaunchContext* launchContext(bool background);
 
-struct Ask {
-    GRef<GAppInfo> app;
-    std::string url;
-};
-
 void onLaunchedUris(GObject* source, GAsyncResult* result, gpointer data)
 {
     std::unique_ptr<std::string> url(static_cast<std::string*>(data));
@@ -52,16 +48,13 @@ void onLaunchedUris(GObject* source, GAsyncResult* result, gpointer data)
     }
 }
 
-void onAskResponse(GtkDialog* dialog, int response, Ask* ask)
+void launchWith(GAppInfo* app, const std::string& url)
 {
-    if (response == GTK_RESPONSE_ACCEPT) {
-        GList* uris = g_list_append(nullptr, const_cast<char*>(ask->url.c_str()));
-        GAppLaunchContext* ctx = launchContext(false);
-        g_app_info_launch_uris_async(ask->app.get(), uris, ctx, nullptr, onLaunchedUris, new std::string(ask->url));
-        g_object_unref(ctx);
-        g_list_free(uris);
-    }
-    gtk_widget_destroy(GTK_WIDGET(dialog));
+    GList* uris = g_list_append(nullptr, const_cast<char*>(url.c_str()));
+    GAppLaunchContext* ctx = launchContext(false);
+    g_app_info_launch_uris_async(app, uris, ctx, nullptr, onLaunchedUris, new std::string(url));
+    g_object_unref(ctx);
+    g_list_free(uris);
 }
 
 GAppLaunchContext* launchContext(bool background)
@@ -111,18 +104,13 @@ std::string KTAppLauncher::displayName(GAppInfo* app)
     return KTNavigationPolicy::otherAppDisplayName(name ? name : "", file ? file : "");
 }
 
-GtkWidget* KTAppLauncher::askToOpen(const std::string& url, GAppInfo* app, GtkWindow* parent)
+void KTAppLauncher::askToOpen(const std::string& url, GAppInfo* app, GtkWindow* parent)
 {
-    std::string name = displayName(app);
-    GtkWidget* alert = gtk_message_dialog_new(parent, GtkDialogFlags(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT),
-                                              GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE, "Open %s?", name.c_str());
-    gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert), "A website wants to open this application.");
-    gtk_dialog_add_buttons(GTK_DIALOG(alert), "Open", GTK_RESPONSE_ACCEPT, "Cancel", GTK_RESPONSE_CANCEL, nullptr);
-    gtk_dialog_set_default_response(GTK_DIALOG(alert), GTK_RESPONSE_ACCEPT);
-    g_signal_connect_data(alert, "response", G_CALLBACK(onAskResponse), new Ask{GRef<GAppInfo>::retain(app), url},
-                          +[](gpointer data, GClosure*) { delete static_cast<Ask*>(data); }, GConnectFlags(0));
-    gtk_widget_show(alert);
-    return alert;
+    GRef<GAppInfo> keep = GRef<GAppInfo>::retain(app);
+    KTWebUIDelegate::shared().askToOpenApp(parent, displayName(app), [keep, url](bool open) {
+        if (open)
+            launchWith(keep.get(), url);
+    });
 }
 
 } // namespace quilt

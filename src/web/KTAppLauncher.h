@@ -24,9 +24,9 @@ public:
     // The name the user knows the application by.
     static std::string displayName(GAppInfo* app);
 
-    // "Open %@?" as a modal dialog of `parent` that does not block: "Open"
-    // launches url with app, "Cancel" does nothing. Returns the dialog.
-    static GtkWidget* askToOpen(const std::string& url, GAppInfo* app, GtkWindow* parent);
+    // Asks the UI (KTWebUIDelegate) whether to open url with app, without
+    // blocking: "Open" launches it, "Cancel" does nothing.
+    static void askToOpen(const std::string& url, GAppInfo* app, GtkWindow* parent);
 };
 
 } // namespace quilt

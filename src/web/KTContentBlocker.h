@@ -5,6 +5,7 @@
 #include <webkit2/webkit2.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,13 @@ class KTContentBlocker {
 public:
     using Ready = std::function<void(WebKitUserContentFilter* filterOrNull)>;
 
+    // Made on first use (KTShared); a reset drops answers still on the way.
     static KTContentBlocker& shared();
+    static std::unique_ptr<KTContentBlocker> create();
     explicit KTContentBlocker(std::string storePath, std::string rulesPath);
+    ~KTContentBlocker();
+    KTContentBlocker(const KTContentBlocker&) = delete;
+    KTContentBlocker& operator=(const KTContentBlocker&) = delete;
 
     // Calls back once with the filter (or null), on the main loop.
     void lookup(Ready ready);
@@ -31,6 +37,7 @@ private:
 
     std::string rulesPath_;
     GRef<WebKitUserContentFilterStore> store_;
+    GRef<GCancellable> cancellable_;
     WebKitUserContentFilter* filter_ = nullptr;
     bool resolved_ = false;
     bool busy_ = false;

@@ -3,15 +3,25 @@
 #include "core/config/KTBundle.h"
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTLog.h"
+#include "core/config/KTShared.h"
 
 #include <cstring>
 
 namespace quilt {
 
-KTScriptMessageHandler& KTScriptMessageHandler::shared()
+KTScriptMessageHandler& KTScriptMessageHandler::shared() { return KTShared<KTScriptMessageHandler>::get(); }
+
+std::unique_ptr<KTScriptMessageHandler> KTScriptMessageHandler::create()
 {
-    static KTScriptMessageHandler handler;
-    return handler;
+    return std::unique_ptr<KTScriptMessageHandler>(new KTScriptMessageHandler());
+}
+
+KTScriptMessageHandler::~KTScriptMessageHandler()
+{
+    // Pages that use the scripts hold their own references.
+    for (WebKitUserScript* script : {helper_, search_})
+        if (script)
+            webkit_user_script_unref(script);
 }
 
 void KTScriptMessageHandler::registerWith(WebKitUserContentManager* manager, WebKitWebView* view)

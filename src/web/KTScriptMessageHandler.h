@@ -5,6 +5,7 @@
 #include <webkit2/webkit2.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,7 +18,13 @@ class KTScriptMessageHandler {
 public:
     using Handler = std::function<void(WebKitWebView* view, const std::string& bodyJson)>;
 
+    // Made on first use (KTShared); pages registered before a reset send
+    // their messages to the new one.
     static KTScriptMessageHandler& shared();
+    static std::unique_ptr<KTScriptMessageHandler> create();
+    ~KTScriptMessageHandler();
+    KTScriptMessageHandler(const KTScriptMessageHandler&) = delete;
+    KTScriptMessageHandler& operator=(const KTScriptMessageHandler&) = delete;
 
     // Registers both channels on a page's user content manager; messages
     // are attributed to that page's web view.

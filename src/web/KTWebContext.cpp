@@ -3,16 +3,18 @@
 #include "core/config/KTBundle.h"
 #include "core/config/KTFileManager.h"
 #include "core/config/KTFileUtil.h"
+#include "core/config/KTShared.h"
 
 #include <memory>
 
 namespace quilt {
 
-KTWebContext& KTWebContext::shared()
+KTWebContext& KTWebContext::shared() { return KTShared<KTWebContext>::get(); }
+
+std::unique_ptr<KTWebContext> KTWebContext::create()
 {
-    static std::unique_ptr<KTWebContext> context = std::make_unique<KTWebContext>(
-        KTFileManager::getSettingsPath() + "WebKit", KTFileManager::getWebCachePath());
-    return *context;
+    return std::make_unique<KTWebContext>(KTFileManager::getSettingsPath() + "WebKit",
+                                          KTFileManager::getWebCachePath());
 }
 
 KTWebContext::KTWebContext(const std::string& dataDirectory, const std::string& cacheDirectory)

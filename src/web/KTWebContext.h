@@ -4,6 +4,7 @@
 
 #include <webkit2/webkit2.h>
 
+#include <memory>
 #include <string>
 
 namespace quilt {
@@ -14,7 +15,10 @@ namespace quilt {
 // shared web process).
 class KTWebContext {
 public:
+    // The app's session, made on first use (KTShared, reset by tests once
+    // no page uses it).
     static KTWebContext& shared();
+    static std::unique_ptr<KTWebContext> create();
     // For tests: a session rooted at explicit folders.
     KTWebContext(const std::string& dataDirectory, const std::string& cacheDirectory);
     KTWebContext(const KTWebContext&) = delete;

@@ -10,6 +10,7 @@
 #include "core/config/KTShared.h"
 #include "core/config/KTUserDefaults.h"
 #include "web/KTWebKitDownload.h"
+#include "web/KTWebUIDelegate.h"
 
 #include <algorithm>
 
@@ -120,14 +121,13 @@ void KTWebManager::askForDestination(WebKitDownload* download, const std::string
     // The transfer waits at "decide-destination" (answered later) until the
     // user has chosen; then an operation takes it over.
     struct Ask {
-        KTWebManager* self;
         GRef<WebKitDownload> download;
         std::string url, fileName;
         bool failed = false;
         bool asked = false;
         KTSignal decide, failedSignal;
     };
-    auto* ask = new Ask{this, GRef<WebKitDownload>::retain(download), url, fileName, false, false, {}, {}};
+    auto* ask = new Ask{GRef<WebKitDownload>::retain(download), url, fileName, false, false, {}, {}};
     ask->failedSignal = KTSignal(download, "failed", G_CALLBACK(+[](WebKitDownload*, GError*, Ask* a) {
                                      a->failed = true;
                                      if (!a->asked)
@@ -140,7 +140,7 @@ void KTWebManager::askForDestination(WebKitDownload* download, const std::string
             a->asked = true;
             std::string name = a->fileName.empty() ? (suggested ? suggested : "") : a->fileName;
             WebKitWebView* page = webkit_download_get_web_view(d);
-            runSaveDialog(name, windowOf(page), [a, name, page](std::optional<std::string> path) {
+            askWhereToSave(name, windowOf(page), [a, name, page](std::optional<std::string> path) {
                 std::unique_ptr<Ask> owned(a);
                 owned->failedSignal.disconnect();
                 KTLog::debug("save " + owned->url + " to " + path.value_or("(cancelled)"));
@@ -153,7 +153,8 @@ void KTWebManager::askForDestination(WebKitDownload* download, const std::string
                     return;
                 }
                 auto op = std::make_shared<KTWebKitDownload>(*path, owned->url, name, owned->download.get());
-                owned->self->addOperation(op, windowOf(page), true);
+                // The manager of the moment: the answer may come after a reset.
+                sharedManager().addOperation(op, windowOf(page), true);
             });
             return TRUE;
         }),
@@ -165,11 +166,11 @@ void KTWebManager::downloadFileFromUrl(const std::string& fileName, const std::s
     if (page)
         prepareSession(webkit_web_view_get_context(page));
     GRef<WebKitWebView> keep = GRef<WebKitWebView>::retain(page);
-    runSaveDialog(fileName, windowOf(page), [this, fileName, url, keep](std::optional<std::string> path) {
+    askWhereToSave(fileName, windowOf(page), [fileName, url, keep](std::optional<std::string> path) {
         if (!path)
             return;
         auto op = std::make_shared<KTWebKitDownload>(*path, url, fileName, keep.get());
-        addOperation(op, windowOf(keep.get()), true);
+        sharedManager().addOperation(op, windowOf(keep.get()), true);
     });
 }
 
@@ -189,41 +190,18 @@ std::shared_ptr<KTDownloadOperation> KTWebManager::downloadFileWithRequest(const
 void KTWebManager::addOperation(std::shared_ptr<KTDownloadOperation> operation, GtkWindow* window, bool showToolbar)
 {
     queue_.addDownloadOperation(std::move(operation));
-    if (showToolbar && showWindowToolbar)
-        showWindowToolbar(window);
+    if (showToolbar)
+        KTWebUIDelegate::shared().showDownloadsToolbar(window);
     KTNotificationCenter::defaultCenter().post(names::kDownloadAdd);
 }
 
-void KTWebManager::runSaveDialog(const std::string& fileName, GtkWindow* parent,
-                                 std::function<void(std::optional<std::string>)> done)
+void KTWebManager::askWhereToSave(const std::string& fileName, GtkWindow* parent,
+                                  std::function<void(std::optional<std::string>)> done)
 {
-    GtkFileChooserNative* chooser
-        = gtk_file_chooser_native_new("Save File", parent, GTK_FILE_CHOOSER_ACTION_SAVE, "_Save", "_Cancel");
-    GtkFileChooser* fc = GTK_FILE_CHOOSER(chooser);
-    gtk_native_dialog_set_modal(GTK_NATIVE_DIALOG(chooser), parent != nullptr);
-    gtk_file_chooser_set_do_overwrite_confirmation(fc, TRUE);
     std::string folder = KTSettingsManager::sharedManager().pathToDownloadsFolder();
     // The user's Downloads folder may not exist yet in a fresh home.
     KTFileUtil::makeDirectories(folder);
-    gtk_file_chooser_set_current_folder(fc, folder.c_str());
-    gtk_file_chooser_set_current_name(fc, KTDownloadQueue::safeFileName(fileName).c_str());
-    using Done = std::function<void(std::optional<std::string>)>;
-    g_signal_connect_data(chooser, "response", G_CALLBACK(+[](GtkNativeDialog* d, int response, Done* done) {
-                              std::optional<std::string> path;
-                              if (response == GTK_RESPONSE_ACCEPT) {
-                                  if (char* file = gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(d))) {
-                                      path = file;
-                                      g_free(file);
-                                  }
-                              }
-                              // The dialog goes first: the answer may open another.
-                              Done answer = std::move(*done);
-                              g_object_unref(d);
-                              answer(path);
-                          }),
-                          new Done(std::move(done)), +[](gpointer data, GClosure*) { delete static_cast<Done*>(data); },
-                          GConnectFlags(0));
-    gtk_native_dialog_show(GTK_NATIVE_DIALOG(chooser));
+    KTWebUIDelegate::shared().chooseSavePath(parent, folder, KTDownloadQueue::safeFileName(fileName), std::move(done));
 }
 
 } // namespace quilt

@@ -18,12 +18,13 @@
 
 namespace quilt {
 
-// The named user agents of the process and its downloads: the save dialog,
-// the queue (at most three at once) and the WebKit downloads that pages hand
-// over. Every download goes through the page's own WebKit session, so the
+// The named user agents of the process and its downloads: where to save
+// (asked of the UI), the queue (at most three at once) and the WebKit
+// downloads that pages hand over. Every download goes through the page's own WebKit session, so the
 // site's cookies apply and the network process streams the file to disk.
 class KTWebManager {
 public:
+    // Made on first use (KTShared).
     static KTWebManager& sharedManager();
     static std::unique_ptr<KTWebManager> create();
     ~KTWebManager();
@@ -61,10 +62,6 @@ public:
     // "download" attribute) get the same save dialog.
     void prepareSession(WebKitWebContext* context);
 
-    // The window layer's part: show the toolbar of this window (the front
-    // window when null), so the downloads button is in sight.
-    std::function<void(GtkWindow*)> showWindowToolbar;
-
     // Suppresses the reaction to "download-started" while an operation starts
     // its own transfer (the signal may come before the call returns).
     class OwnTransfer {
@@ -89,9 +86,10 @@ private:
     void onDownloadStarted(WebKitDownload* download);
     void askForDestination(WebKitDownload* download, const std::string& url, const std::string& fileName);
     void addOperation(std::shared_ptr<KTDownloadOperation> operation, GtkWindow* window, bool showToolbar);
-    // The save dialog; done(path) with nullopt when cancelled.
-    static void runSaveDialog(const std::string& fileName, GtkWindow* parent,
-                              std::function<void(std::optional<std::string>)> done);
+    // The save dialog (KTWebUIDelegate) in the downloads folder, the name
+    // made safe; done(path) with nullopt when cancelled.
+    static void askWhereToSave(const std::string& fileName, GtkWindow* parent,
+                               std::function<void(std::optional<std::string>)> done);
 
     KTUserAgents agents_;
     KTDownloadQueue queue_;

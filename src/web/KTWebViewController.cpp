@@ -13,10 +13,12 @@
 #include "web/KTPageHooks.h"
 #include "web/KTScriptMessageHandler.h"
 #include "web/KTWebContext.h"
+#include "web/KTWebUIDelegate.h"
 
 #include <cmath>
 #include <cstdio>
 #include <ctime>
+#include <memory>
 
 namespace quilt {
 
@@ -478,50 +480,34 @@ bool KTWebViewController::onScriptDialog(WebKitScriptDialog* dialog)
         return FALSE; // prompts and leave-page questions: the engine's own
     const char* message = webkit_script_dialog_get_message(dialog);
     KTLog::debug(std::string("message: ") + (message ? message : ""));
-    GtkWidget* alert = gtk_message_dialog_new(windowOf(container_), GTK_DIALOG_MODAL, GTK_MESSAGE_INFO, GTK_BUTTONS_NONE,
-                                              "Quilt");
-    gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert), "%s", message ? message : "");
-    if (type == WEBKIT_SCRIPT_DIALOG_CONFIRM)
-        gtk_dialog_add_button(GTK_DIALOG(alert), "Cancel", GTK_RESPONSE_CANCEL);
-    gtk_dialog_add_button(GTK_DIALOG(alert), "OK", GTK_RESPONSE_OK);
-    gtk_dialog_set_default_response(GTK_DIALOG(alert), GTK_RESPONSE_OK);
-    webkit_script_dialog_ref(dialog);
-    g_signal_connect(alert, "response", G_CALLBACK(+[](GtkDialog* d, int response, WebKitScriptDialog* sd) {
-                         if (webkit_script_dialog_get_dialog_type(sd) == WEBKIT_SCRIPT_DIALOG_CONFIRM)
-                             webkit_script_dialog_confirm_set_confirmed(sd, response == GTK_RESPONSE_OK);
-                         webkit_script_dialog_close(sd);
-                         webkit_script_dialog_unref(sd);
-                         gtk_widget_destroy(GTK_WIDGET(d));
-                     }),
-                     dialog);
-    gtk_widget_show(alert);
+    // Held until answered; let go also when the question closes unanswered.
+    std::shared_ptr<WebKitScriptDialog> held(webkit_script_dialog_ref(dialog), webkit_script_dialog_unref);
+    const bool confirm = type == WEBKIT_SCRIPT_DIALOG_CONFIRM;
+    KTWebUIDelegate::shared().runScriptAlert(windowOf(container_), message ? message : "", confirm,
+                                             [held, confirm](bool ok) {
+                                                 if (confirm)
+                                                     webkit_script_dialog_confirm_set_confirmed(held.get(), ok);
+                                                 webkit_script_dialog_close(held.get());
+                                             });
     return TRUE;
 }
 
 bool KTWebViewController::onFileChooser(WebKitFileChooserRequest* request)
 {
-    GtkFileChooserNative* chooser = gtk_file_chooser_native_new(nullptr, windowOf(container_),
-                                                                GTK_FILE_CHOOSER_ACTION_OPEN, nullptr, nullptr);
-    gtk_file_chooser_set_select_multiple(GTK_FILE_CHOOSER(chooser),
-                                         webkit_file_chooser_request_get_select_multiple(request));
-    g_object_set_data_full(G_OBJECT(chooser), "request", g_object_ref(request), g_object_unref);
-    g_signal_connect(chooser, "response", G_CALLBACK(+[](GtkNativeDialog* d, int response, gpointer) {
-                         auto* req = WEBKIT_FILE_CHOOSER_REQUEST(g_object_get_data(G_OBJECT(d), "request"));
-                         if (response == GTK_RESPONSE_ACCEPT) {
-                             GSList* files = gtk_file_chooser_get_filenames(GTK_FILE_CHOOSER(d));
-                             std::vector<const char*> names;
-                             for (GSList* l = files; l; l = l->next)
-                                 names.push_back(static_cast<const char*>(l->data));
-                             names.push_back(nullptr);
-                             webkit_file_chooser_request_select_files(req, names.data());
-                             g_slist_free_full(files, g_free);
-                         } else {
-                             webkit_file_chooser_request_cancel(req);
-                         }
-                         g_object_unref(d);
-                     }),
-                     nullptr);
-    gtk_native_dialog_show(GTK_NATIVE_DIALOG(chooser));
+    GRef<WebKitFileChooserRequest> held = GRef<WebKitFileChooserRequest>::retain(request);
+    KTWebUIDelegate::shared().chooseUploadFiles(
+        windowOf(container_), webkit_file_chooser_request_get_select_multiple(request),
+        [held](std::vector<std::string> files) {
+            if (files.empty()) {
+                webkit_file_chooser_request_cancel(held.get());
+                return;
+            }
+            std::vector<const char*> names;
+            for (const std::string& f : files)
+                names.push_back(f.c_str());
+            names.push_back(nullptr);
+            webkit_file_chooser_request_select_files(held.get(), names.data());
+        });
     return TRUE;
 }
 

@@ -1,15 +1,18 @@
 #include "web/KTWebViewPolicy.h"
 
+#include "core/config/GRef.h"
 #include "core/config/KTBehaviorManager.h"
 #include "core/config/KTLog.h"
+#include "core/config/KTSignal.h"
 #include "core/web/KTResponsePolicy.h"
 #include "core/web/KTWhiteListManager.h"
 #include "web/KTAppLauncher.h"
-#include "web/KTAuthenticationDialog.h"
 #include "web/KTWebManager.h"
+#include "web/KTWebUIDelegate.h"
 #include "web/KTWebViewController.h"
 
 #include <algorithm>
+#include <memory>
 
 namespace quilt {
 
@@ -46,6 +49,65 @@ bool contains(const std::vector<std::string>& list, const std::string& url)
 }
 
 bool isUrlAllow(std::string_view url) { return KTWhiteListManager::sharedManager().isUrlAllow(url); }
+
+std::string proposedUser(WebKitAuthenticationRequest* request)
+{
+    std::string user;
+    if (WebKitCredential* proposed = webkit_authentication_request_get_proposed_credential(request)) {
+        if (const char* name = webkit_credential_get_username(proposed))
+            user = name;
+        webkit_credential_free(proposed);
+    }
+    return user;
+}
+
+// A login being asked. Whichever comes first ends it: the answer, or WebKit
+// giving up (the load stopped), which closes the question unanswered.
+struct PendingLogin {
+    GRef<WebKitAuthenticationRequest> request;
+    KTSignal cancelled;
+    KTWebUIDelegate::Dismiss dismiss;
+    bool gone = false;
+
+    void answer(const std::optional<KTLogin>& login)
+    {
+        if (gone)
+            return;
+        cancelled.disconnect();
+        WebKitCredential* credential = nullptr;
+        if (login)
+            credential = webkit_credential_new(login->user.c_str(), login->password.c_str(),
+                                               WEBKIT_CREDENTIAL_PERSISTENCE_FOR_SESSION);
+        webkit_authentication_request_authenticate(request.get(), credential);
+        if (credential)
+            webkit_credential_free(credential);
+    }
+};
+
+// HTTP Basic: "Log In" answers with a credential kept for this session,
+// "Cancel" goes on without one, so the server's own "401" page shows, as in
+// a browser. Other schemes are left to WebKit.
+bool askForLogin(WebKitAuthenticationRequest* request, GtkWindow* parent)
+{
+    if (webkit_authentication_request_get_scheme(request) != WEBKIT_AUTHENTICATION_SCHEME_HTTP_BASIC)
+        return false;
+    auto pending = std::make_shared<PendingLogin>();
+    pending->request = GRef<WebKitAuthenticationRequest>::retain(request);
+    pending->cancelled = KTSignal(request, "cancelled", G_CALLBACK(+[](WebKitAuthenticationRequest*, PendingLogin* p) {
+                                      p->cancelled.disconnect();
+                                      p->gone = true;
+                                      // May end `p`: the question holds the last reference.
+                                      auto dismiss = std::move(p->dismiss);
+                                      if (dismiss)
+                                          dismiss();
+                                  }),
+                                  pending.get());
+    const char* host = webkit_authentication_request_get_host(request);
+    pending->dismiss = KTWebUIDelegate::shared().askForLogin(
+        parent, host ? host : "", proposedUser(request),
+        [pending](std::optional<KTLogin> login) { pending->answer(login); });
+    return true;
+}
 
 } // namespace
 
@@ -84,7 +146,7 @@ KTWebViewPolicy::KTWebViewPolicy(WebKitWebView* view)
                      this);
     g_signal_connect(view, "authenticate",
                      G_CALLBACK(+[](WebKitWebView* v, WebKitAuthenticationRequest* request, KTWebViewPolicy*) -> gboolean {
-                         return KTAuthenticationDialog::handle(request, windowOf(v));
+                         return askForLogin(request, windowOf(v));
                      }),
                      this);
     KTWebManager::sharedManager().prepareSession(webkit_web_view_get_context(view));

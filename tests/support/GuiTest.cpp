@@ -7,8 +7,13 @@
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTShared.h"
 #include "core/web/KTWhiteListManager.h"
+#include "ui/dialogs/KTDialogs.h"
 #include "ui/windows/KTMainWindowController.h"
+#include "web/KTContentBlocker.h"
+#include "web/KTScriptMessageHandler.h"
 #include "web/KTWebContext.h"
+#include "web/KTWebManager.h"
+#include "web/KTWebUIDelegate.h"
 
 #include <fcntl.h>
 #include <gtk/gtk.h>
@@ -153,13 +158,27 @@ void drainEvents()
 
 // --------------------------------------------------------------- fixture
 
+namespace {
+// The web layer's process-wide objects, users before what they use: the
+// downloads and sessions, the page scripts, the rule list, then the WebKit
+// session itself. Pages and windows must be gone.
+void resetWebLayer()
+{
+    KTShared<KTWebManager>::reset();
+    KTShared<KTScriptMessageHandler>::reset();
+    KTShared<KTContentBlocker>::reset();
+    KTShared<KTWebContext>::reset();
+}
+} // namespace
+
 void GuiTest::SetUp()
 {
-    // The private world first: GLib reads the XDG folders once per process.
+    // The private world first: the WebKit session is made in it.
     env = std::make_unique<TestEnvironment>();
     const char* display = std::getenv("DISPLAY");
     if (!display || !*display || !gtk_init_check(nullptr, nullptr))
         GTEST_SKIP() << "no display: run inside tests/desktop-session";
+    KTDialogs::install();
     server = std::make_unique<HttpServer>();
     for (const char* title : {"One", "Two", "Three", "Home"}) {
         std::string path = std::string("/") + title;
@@ -187,6 +206,8 @@ void GuiTest::TearDown()
         g_list_free(tops);
         drainEvents();
     }
+    KTWebUIDelegate::setShared(nullptr);
+    resetWebLayer();
     server.reset();
     env.reset();
 }
@@ -371,8 +392,6 @@ KTJson GuiTest::restoredUrls(const KTJson& restore)
 // ------------------------------------------------------- policy fixture
 
 namespace {
-bool testRanInThisProcess = false;
-
 void writeText(const std::string& path, const std::string& text, bool executable = false)
 {
     KTFileUtil::makeDirectories(KTFileUtil::parentFolder(path));
@@ -384,9 +403,6 @@ void writeText(const std::string& path, const std::string& text, bool executable
 
 void PolicyTest::SetUp()
 {
-    if (testRanInThisProcess)
-        GTEST_SKIP() << "one test per process (run through ctest)";
-    testRanInThisProcess = true;
     GuiTest::SetUp();
     if (IsSkipped())
         return;

@@ -94,9 +94,10 @@ private:
 // Lets pending main-loop work run (idle callbacks, deferred closes).
 void drainEvents();
 
-// Skips without a display; a private world (TestEnvironment) and an HTTP
-// server per test; windows made by the test closed as their close button
-// would close them.
+// Skips without a display; a private world (TestEnvironment), the real
+// dialogs (KTDialogs) and an HTTP server per test; windows made by the test
+// closed as their close button would close them, then the web layer's
+// process-wide objects (WebKit session, rule list, downloads) made afresh.
 class GuiTest : public ::testing::Test {
 protected:
     void SetUp() override;
@@ -140,8 +141,7 @@ protected:
 
 // Pages reach every host name through the server as proxy; the default
 // browser and the handlers of a test scheme, text files and folders are
-// recorder desktop entries; one test per process (WebKit's session and
-// GLib's XDG folders are per process).
+// recorder desktop entries.
 class PolicyTest : public GuiTest {
 protected:
     void SetUp() override;

@@ -1,6 +1,6 @@
 // One page on a real WebKitGTK web view, loading from a local HTTP server:
-// the load gate on the content rule list, the refresh timer, zoom and
-// injected styles.
+// the load gate on the content rule list, the refresh timer, zoom, injected
+// styles and the page's alerts.
 
 #include "support/GuiTest.h"
 
@@ -8,6 +8,7 @@
 #include "core/config/KTNotificationCenter.h"
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTWebPageZoomManager.h"
+#include "web/KTWebUIDelegate.h"
 #include "web/KTWebViewController.h"
 
 #include <gtk/gtk.h>
@@ -204,6 +205,57 @@ TEST_F(PageTest, InjectedStyleWithLineFeedsApplies)
     page->loadCssToWebView("body {\n  background-color: rgb(1, 2, 3);\n}\n");
     EXPECT_TRUE(waitUntil([&] { return runJs(page, "getComputedStyle(document.body).backgroundColor") == "rgb(1, 2, 3)"; }));
 }
+
+// ------------------------------------------------------- script dialogs
+
+struct ScriptDialogCase {
+    const char* name;
+    const char* call;             // what the page runs while it loads
+    std::optional<int> response;  // the button pressed; nullopt: no dialogs installed
+    const char* title;            // the page's title once answered
+};
+
+class ScriptDialogTest : public PageTest, public ::testing::WithParamInterface<ScriptDialogCase> {};
+
+TEST_P(ScriptDialogTest, TheAnswerReachesThePage)
+{
+    const ScriptDialogCase& c = GetParam();
+    const bool confirm = std::string(c.call).rfind("confirm", 0) == 0;
+    writeDataFile("settings.json", {{"enableJavaScript", true}});
+    server->route("/ask", HttpPage::html("asking", std::string("<script>document.title = 'answer ' + String(") + c.call
+                                                      + ");</script>"));
+    if (!c.response)
+        KTWebUIDelegate::setShared(nullptr); // the neutral delegate declines at once
+    KTWebViewController* page = makePage();
+    page->loadRequest(server->url("/ask"));
+    if (c.response) {
+        GtkWidget* alert = waitForMessageDialog("Quilt");
+        ASSERT_NE(alert, nullptr);
+        char* secondary = nullptr;
+        g_object_get(alert, "secondary-text", &secondary, nullptr);
+        EXPECT_STREQ(secondary, "Leave now?");
+        g_free(secondary);
+        EXPECT_EQ(gtk_window_get_transient_for(GTK_WINDOW(alert)), GTK_WINDOW(window_));
+        EXPECT_TRUE(gtk_window_get_modal(GTK_WINDOW(alert)));
+        GtkWidget* ok = gtk_dialog_get_widget_for_response(GTK_DIALOG(alert), GTK_RESPONSE_OK);
+        ASSERT_NE(ok, nullptr);
+        EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(ok)), "OK");
+        EXPECT_EQ(gtk_dialog_get_widget_for_response(GTK_DIALOG(alert), GTK_RESPONSE_CANCEL) != nullptr, confirm);
+        gtk_button_clicked(GTK_BUTTON(gtk_dialog_get_widget_for_response(GTK_DIALOG(alert), *c.response)));
+    }
+    ASSERT_TRUE(waitFinished(server->url("/ask"))) << "the page waits on no one";
+    EXPECT_TRUE(waitUntil([&] { return page->title() == c.title; })) << page->title();
+    EXPECT_EQ(findMessageDialog("Quilt"), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Answers, ScriptDialogTest,
+    ::testing::Values(ScriptDialogCase {"AlertOk", "alert('Leave now?')", GTK_RESPONSE_OK, "answer undefined"},
+                      ScriptDialogCase {"ConfirmOk", "confirm('Leave now?')", GTK_RESPONSE_OK, "answer true"},
+                      ScriptDialogCase {"ConfirmCancel", "confirm('Leave now?')", GTK_RESPONSE_CANCEL, "answer false"},
+                      ScriptDialogCase {"AlertNoOneToAsk", "alert('Leave now?')", std::nullopt, "answer undefined"},
+                      ScriptDialogCase {"ConfirmNoOneToAsk", "confirm('Leave now?')", std::nullopt, "answer false"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace
 } // namespace quilt::test

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/config/KTStore.h"
 #include "core/config/KTRect.h"
+#include "core/config/KTStore.h"
 
 #include <array>
 #include <cstdint>

@@ -3,34 +3,12 @@
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTLog.h"
 #include "core/config/KTNotificationNames.h"
-#include "ui/windows/KTMainWindowController.h"
 #include "web/KTWebKitDownload.h"
 #include "web/KTWebManager.h"
 
 namespace quilt {
 
 namespace {
-
-KTMainWindowController* frontController()
-{
-    return KTMainWindowController::front();
-}
-
-// The web layer shows the toolbar through the window layer: installed once,
-// by the first downloads list.
-void installToolbarHook()
-{
-    auto& manager = KTWebManager::sharedManager();
-    if (manager.showWindowToolbar)
-        return;
-    manager.showWindowToolbar = [](GtkWindow* window) {
-        KTMainWindowController* c = window ? KTMainWindowController::forWindow(window) : nullptr;
-        if (!c)
-            c = frontController();
-        if (c)
-            c->tabController()->showToolbar();
-    };
-}
 
 void launchDefault(const std::string& uri)
 {
@@ -61,7 +39,6 @@ std::string fileUri(const std::string& path)
 
 KTDownloadsView::KTDownloadsView()
 {
-    installToolbarHook();
     item_ = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
     button_ = gtk_menu_button_new();
     gtk_button_set_image(GTK_BUTTON(button_),

@@ -6,7 +6,7 @@
 #include "core/config/KTQuiltManager.h"
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTUserDefaults.h"
-#include "ui/windows/KTQuitConfirmation.h"
+#include "ui/dialogs/KTQuitConfirmation.h"
 
 #include <algorithm>
 #include <cmath>

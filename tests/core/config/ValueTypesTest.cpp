@@ -7,8 +7,8 @@
 #include "core/config/KTIcns.h"
 #include "core/config/KTNotificationCenter.h"
 #include "core/config/KTNotificationNames.h"
-#include "core/config/KTPlist.h"
 #include "core/config/KTNumber.h"
+#include "core/config/KTPlist.h"
 #include "core/config/KTRect.h"
 #include "core/config/KTUserDefaults.h"
 

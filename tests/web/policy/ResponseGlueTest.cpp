@@ -5,10 +5,11 @@
 #include "support/GuiTest.h"
 
 #include "core/services/KTDownloadQueue.h"
+#include "ui/dialogs/KTAuthenticationDialog.h"
 #include "ui/windows/KTMainWindowController.h"
-#include "web/KTAuthenticationDialog.h"
 #include "web/KTPageHooks.h"
 #include "web/KTWebManager.h"
+#include "web/KTWebUIDelegate.h"
 #include "web/KTWebViewController.h"
 
 #include <gtk/gtk.h>
@@ -85,6 +86,21 @@ TEST_F(ResponseGlueTest, PdfIsOfferedAsADownloadAndSavedWhereTheUserSays)
     EXPECT_EQ(queue().operationsArray()[0]->path(), target);
     EXPECT_TRUE(window->toolbarShown());
     EXPECT_TRUE(gtk_widget_get_visible(window->downloadsView()->button()));
+}
+
+TEST_F(ResponseGlueTest, WithNoOneToAskADownloadIsDeclinedAndThePageGoesOn)
+{
+    KTWebUIDelegate::setShared(nullptr);
+    server->route("site.example.com/files/report.pdf", file("%PDF-1.4\n%%EOF\n", "application/pdf"));
+    const std::string start = startPage("<a id='pdf' href='/files/report.pdf'>report</a>");
+    runJs(page, "document.getElementById('pdf').click(); 'ok'");
+    ASSERT_TRUE(waitUntil([&] { return server->hits("site.example.com/files/report.pdf") == 1; }));
+
+    server->route("site.example.com/next", HttpPage::html("Next"));
+    EXPECT_TRUE(loadAndWait(page, "http://site.example.com/next"));
+    EXPECT_EQ(findSaveDialog(), nullptr);
+    EXPECT_TRUE(queue().operationsArray().empty());
+    EXPECT_EQ(folderEntries(downloadsFolder()), std::vector<std::string> {});
 }
 
 // ---- responses in frames ----
@@ -214,6 +230,15 @@ TEST_F(BasicAuthTest, WrongCredentialsAskAgainAndCancelShowsTheRefusal)
     gtk_button_clicked(GTK_BUTTON(gtk_dialog_get_widget_for_response(GTK_DIALOG(dialog), GTK_RESPONSE_CANCEL)));
     EXPECT_TRUE(waitUntil([&] { return state() == "denied"; })) << state();
     EXPECT_EQ(findMessageDialog("Authentication Required"), nullptr);
+}
+
+TEST_F(BasicAuthTest, WithNoOneToAskTheRefusalShows)
+{
+    KTWebUIDelegate::setShared(nullptr);
+    page->loadRequest("http://secure.example.com/area");
+    EXPECT_TRUE(waitUntil([&] { return state() == "denied"; })) << state();
+    EXPECT_EQ(findMessageDialog("Authentication Required"), nullptr);
+    EXPECT_EQ(server->hits("secure.example.com/area"), 1u);
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "ui/windows/KTQuitConfirmation.h"
+#include "ui/dialogs/KTQuitConfirmation.h"
 
 #include <memory>
 

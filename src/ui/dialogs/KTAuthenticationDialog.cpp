@@ -1,7 +1,6 @@
-#include "web/KTAuthenticationDialog.h"
+#include "ui/dialogs/KTAuthenticationDialog.h"
 
-#include "core/config/GRef.h"
-#include "core/config/KTSignal.h"
+#include <memory>
 
 namespace quilt {
 
@@ -29,28 +28,24 @@ GtkWidget* field(const char* name, bool secret)
 }
 
 struct Login {
-    GRef<WebKitAuthenticationRequest> request;
+    std::function<void(std::optional<KTLogin>)> done;
     GtkWidget* user;
     GtkWidget* password;
-    KTSignal cancelled; // WebKit gave up (the load stopped): the dialog goes
 };
 
-} // namespace
-
-bool KTAuthenticationDialog::handle(WebKitAuthenticationRequest* request, GtkWindow* parent)
+GtkWidget* makeAlert(GtkWindow* parent, const std::string& host)
 {
-    if (webkit_authentication_request_get_scheme(request) != WEBKIT_AUTHENTICATION_SCHEME_HTTP_BASIC)
-        return false;
-    const char* host = webkit_authentication_request_get_host(request);
     GtkWidget* alert = gtk_message_dialog_new(parent, GtkDialogFlags(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT),
                                               GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE, "Authentication Required");
     gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert),
-                                             "To view this page, you must login to this area on %s", host ? host : "");
+                                             "To view this page, you must login to this area on %s", host.c_str());
     gtk_dialog_add_buttons(GTK_DIALOG(alert), "Log In", GTK_RESPONSE_OK, "Cancel", GTK_RESPONSE_CANCEL, nullptr);
     gtk_dialog_set_default_response(GTK_DIALOG(alert), GTK_RESPONSE_OK);
+    return alert;
+}
 
-    auto* login = new Login{GRef<WebKitAuthenticationRequest>::retain(request), field(kUserFieldName, false),
-                            field(kPasswordFieldName, true), {}};
+void addFields(GtkWidget* alert, Login* login)
+{
     GtkWidget* grid = gtk_grid_new();
     gtk_grid_set_row_spacing(GTK_GRID(grid), 8);
     gtk_grid_set_column_spacing(GTK_GRID(grid), 0);
@@ -58,35 +53,47 @@ bool KTAuthenticationDialog::handle(WebKitAuthenticationRequest* request, GtkWin
     gtk_grid_attach(GTK_GRID(grid), login->user, 1, 0, 1, 1);
     gtk_grid_attach(GTK_GRID(grid), label("Password"), 0, 1, 1, 1);
     gtk_grid_attach(GTK_GRID(grid), login->password, 1, 1, 1, 1);
-    if (WebKitCredential* proposed = webkit_authentication_request_get_proposed_credential(request)) {
-        if (const char* user = webkit_credential_get_username(proposed))
-            gtk_entry_set_text(GTK_ENTRY(login->user), user);
-        webkit_credential_free(proposed);
-    }
     gtk_container_add(GTK_CONTAINER(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(alert))), grid);
     gtk_widget_show_all(grid);
+}
 
-    login->cancelled = KTSignal(request, "cancelled", G_CALLBACK(+[](WebKitAuthenticationRequest*, GtkWidget* d) {
-                                    gtk_widget_destroy(d);
-                                }),
-                                alert);
+std::optional<KTLogin> typed(const Login* login, int response)
+{
+    if (response != GTK_RESPONSE_OK)
+        return std::nullopt;
+    return KTLogin{gtk_entry_get_text(GTK_ENTRY(login->user)), gtk_entry_get_text(GTK_ENTRY(login->password))};
+}
+
+} // namespace
+
+KTWebUIDelegate::Dismiss KTAuthenticationDialog::ask(GtkWindow* parent, const std::string& host,
+                                                     const std::string& proposedUser,
+                                                     std::function<void(std::optional<KTLogin>)> done)
+{
+    GtkWidget* alert = makeAlert(parent, host);
+    auto* login = new Login{std::move(done), field(kUserFieldName, false), field(kPasswordFieldName, true)};
+    gtk_entry_set_text(GTK_ENTRY(login->user), proposedUser.c_str());
+    addFields(alert, login);
     g_signal_connect_data(alert, "response", G_CALLBACK(+[](GtkDialog* d, int response, Login* l) {
-                              l->cancelled.disconnect();
-                              WebKitCredential* credential = nullptr;
-                              if (response == GTK_RESPONSE_OK)
-                                  credential = webkit_credential_new(gtk_entry_get_text(GTK_ENTRY(l->user)),
-                                                                     gtk_entry_get_text(GTK_ENTRY(l->password)),
-                                                                     WEBKIT_CREDENTIAL_PERSISTENCE_FOR_SESSION);
-                              webkit_authentication_request_authenticate(l->request.get(), credential);
-                              if (credential)
-                                  webkit_credential_free(credential);
+                              l->done(typed(l, response));
                               gtk_widget_destroy(GTK_WIDGET(d));
                           }),
                           login, +[](gpointer data, GClosure*) { delete static_cast<Login*>(data); },
                           GConnectFlags(0));
     gtk_widget_grab_focus(gtk_entry_get_text_length(GTK_ENTRY(login->user)) ? login->password : login->user);
     gtk_widget_show(alert);
-    return true;
+
+    std::shared_ptr<GWeakRef> weak(new GWeakRef, [](GWeakRef* w) {
+        g_weak_ref_clear(w);
+        delete w;
+    });
+    g_weak_ref_init(weak.get(), alert);
+    return [weak] {
+        if (gpointer shown = g_weak_ref_get(weak.get())) {
+            gtk_widget_destroy(GTK_WIDGET(shown));
+            g_object_unref(shown);
+        }
+    };
 }
 
 } // namespace quilt

@@ -1,0 +1,128 @@
+#include "ui/dialogs/KTDialogs.h"
+
+#include "ui/dialogs/KTAuthenticationDialog.h"
+#include "ui/windows/KTMainWindowController.h"
+
+#include <gtk/gtk.h>
+
+namespace quilt {
+
+namespace {
+
+// Calls `Answer` with the dialog's response, once, from a heap copy of the
+// callback that goes with the signal connection.
+template <class Answer>
+void onResponse(gpointer dialog, GCallback handler, Answer answer)
+{
+    g_signal_connect_data(dialog, "response", handler, new Answer(std::move(answer)),
+                          +[](gpointer data, GClosure*) { delete static_cast<Answer*>(data); }, GConnectFlags(0));
+}
+
+using Confirm = std::function<void(bool)>;
+using Files = std::function<void(std::vector<std::string>)>;
+using SavePath = std::function<void(std::optional<std::string>)>;
+
+} // namespace
+
+void KTDialogs::install()
+{
+    static KTDialogs dialogs;
+    KTWebUIDelegate::setShared(&dialogs);
+}
+
+void KTDialogs::runScriptAlert(GtkWindow* parent, const std::string& message, bool confirm, Confirm done)
+{
+    GtkWidget* alert = gtk_message_dialog_new(parent, GTK_DIALOG_MODAL, GTK_MESSAGE_INFO, GTK_BUTTONS_NONE, "Quilt");
+    gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert), "%s", message.c_str());
+    if (confirm)
+        gtk_dialog_add_button(GTK_DIALOG(alert), "Cancel", GTK_RESPONSE_CANCEL);
+    gtk_dialog_add_button(GTK_DIALOG(alert), "OK", GTK_RESPONSE_OK);
+    gtk_dialog_set_default_response(GTK_DIALOG(alert), GTK_RESPONSE_OK);
+    onResponse(alert, G_CALLBACK(+[](GtkDialog* d, int response, Confirm* answer) {
+                   (*answer)(response == GTK_RESPONSE_OK);
+                   gtk_widget_destroy(GTK_WIDGET(d));
+               }),
+               std::move(done));
+    gtk_widget_show(alert);
+}
+
+void KTDialogs::chooseUploadFiles(GtkWindow* parent, bool multiple, Files done)
+{
+    GtkFileChooserNative* chooser
+        = gtk_file_chooser_native_new(nullptr, parent, GTK_FILE_CHOOSER_ACTION_OPEN, nullptr, nullptr);
+    gtk_file_chooser_set_select_multiple(GTK_FILE_CHOOSER(chooser), multiple);
+    onResponse(chooser, G_CALLBACK(+[](GtkNativeDialog* d, int response, Files* answer) {
+                   std::vector<std::string> files;
+                   if (response == GTK_RESPONSE_ACCEPT) {
+                       GSList* chosen = gtk_file_chooser_get_filenames(GTK_FILE_CHOOSER(d));
+                       for (GSList* l = chosen; l; l = l->next)
+                           files.emplace_back(static_cast<const char*>(l->data));
+                       g_slist_free_full(chosen, g_free);
+                   }
+                   Files done = std::move(*answer);
+                   g_object_unref(d);
+                   done(std::move(files));
+               }),
+               std::move(done));
+    gtk_native_dialog_show(GTK_NATIVE_DIALOG(chooser));
+}
+
+KTWebUIDelegate::Dismiss KTDialogs::askForLogin(GtkWindow* parent, const std::string& host,
+                                                const std::string& proposedUser,
+                                                std::function<void(std::optional<KTLogin>)> done)
+{
+    return KTAuthenticationDialog::ask(parent, host, proposedUser, std::move(done));
+}
+
+void KTDialogs::askToOpenApp(GtkWindow* parent, const std::string& appName, Confirm done)
+{
+    GtkWidget* alert = gtk_message_dialog_new(parent, GtkDialogFlags(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT),
+                                              GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE, "Open %s?", appName.c_str());
+    gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert), "A website wants to open this application.");
+    gtk_dialog_add_buttons(GTK_DIALOG(alert), "Open", GTK_RESPONSE_ACCEPT, "Cancel", GTK_RESPONSE_CANCEL, nullptr);
+    gtk_dialog_set_default_response(GTK_DIALOG(alert), GTK_RESPONSE_ACCEPT);
+    onResponse(alert, G_CALLBACK(+[](GtkDialog* d, int response, Confirm* answer) {
+                   (*answer)(response == GTK_RESPONSE_ACCEPT);
+                   gtk_widget_destroy(GTK_WIDGET(d));
+               }),
+               std::move(done));
+    gtk_widget_show(alert);
+}
+
+void KTDialogs::chooseSavePath(GtkWindow* parent, const std::string& folder, const std::string& fileName,
+                               SavePath done)
+{
+    GtkFileChooserNative* chooser
+        = gtk_file_chooser_native_new("Save File", parent, GTK_FILE_CHOOSER_ACTION_SAVE, "_Save", "_Cancel");
+    GtkFileChooser* fc = GTK_FILE_CHOOSER(chooser);
+    gtk_native_dialog_set_modal(GTK_NATIVE_DIALOG(chooser), parent != nullptr);
+    gtk_file_chooser_set_do_overwrite_confirmation(fc, TRUE);
+    gtk_file_chooser_set_current_folder(fc, folder.c_str());
+    gtk_file_chooser_set_current_name(fc, fileName.c_str());
+    onResponse(chooser, G_CALLBACK(+[](GtkNativeDialog* d, int response, SavePath* answer) {
+                   std::optional<std::string> path;
+                   if (response == GTK_RESPONSE_ACCEPT) {
+                       if (char* file = gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(d))) {
+                           path = file;
+                           g_free(file);
+                       }
+                   }
+                   // The dialog goes first: the answer may open another.
+                   SavePath done = std::move(*answer);
+                   g_object_unref(d);
+                   done(path);
+               }),
+               std::move(done));
+    gtk_native_dialog_show(GTK_NATIVE_DIALOG(chooser));
+}
+
+void KTDialogs::showDownloadsToolbar(GtkWindow* window)
+{
+    KTMainWindowController* c = window ? KTMainWindowController::forWindow(window) : nullptr;
+    if (!c)
+        c = KTMainWindowController::front();
+    if (c)
+        c->tabController()->showToolbar();
+}
+
+} // namespace quilt

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "web/KTWebUIDelegate.h"
+
+namespace quilt {
+
+// What the pages ask of a person, as GTK dialogs that never block: each is
+// modal for the page's window and answers from its "response" signal.
+class KTDialogs : public KTWebUIDelegate {
+public:
+    // Makes the process's dialogs the web layer's delegate.
+    static void install();
+
+    void runScriptAlert(GtkWindow* parent, const std::string& message, bool confirm,
+                        std::function<void(bool ok)> done) override;
+    void chooseUploadFiles(GtkWindow* parent, bool multiple,
+                           std::function<void(std::vector<std::string> files)> done) override;
+    Dismiss askForLogin(GtkWindow* parent, const std::string& host, const std::string& proposedUser,
+                        std::function<void(std::optional<KTLogin>)> done) override;
+    void askToOpenApp(GtkWindow* parent, const std::string& appName, std::function<void(bool open)> done) override;
+    void chooseSavePath(GtkWindow* parent, const std::string& folder, const std::string& fileName,
+                        std::function<void(std::optional<std::string> path)> done) override;
+    void showDownloadsToolbar(GtkWindow* window) override;
+};
+
+} // namespace quilt
