@@ -20,7 +20,8 @@ class KTKeyringStore {
 public:
     static constexpr const char* kSchemaName = "org.quilt.Login";
 
-    // Oldest first, then by user name; "url" is the site's origin.
+    // Oldest first (the keyring keeps seconds), then by user name; "url" is
+    // the site's origin.
     static std::vector<KTCredentials> credentialsFor(const KTLoginSite& site);
     static std::optional<std::string> passwordFor(const std::string& username, const KTLoginSite& site);
     // Creates the login or replaces its password.
