@@ -6,6 +6,7 @@
 #include "KTBundleBuilder.h"
 #include "KTCreateFailure.h"
 #include "KTDesktopEntry.h"
+#include "KTHelperServiceFile.h"
 #include "KTIconMaker.h"
 #include "KTRollback.h"
 #include "KTSiteAddress.h"
@@ -337,6 +338,17 @@ KTDesktopEntry launcherFor(const CreationPlan& plan, const std::string& iconPath
 
 } // namespace
 
+// Logins and notifications go through the helper service, which the bus
+// starts from this file. An app works without it, so a problem here is a
+// warning, not a failed creation.
+void KTAppCreator::installHelperService()
+{
+    auto helper = KTHelperServiceFile::findHelper();
+    std::string error;
+    if (helper && !KTHelperServiceFile::install(*helper, &error))
+        err_ << "quilt-create: warning: cannot write " << KTHelperServiceFile::path() << ": " << error << std::endl;
+}
+
 KTAppCreator::KTAppCreator(std::ostream& out, std::ostream& err)
     : out_(out), err_(err)
 {
@@ -435,6 +447,7 @@ std::string KTAppCreator::create(const KTCreateOptions& options)
 
     removeOtherLaunchers(plan.target, desktopPath);
     KTAppRegistry::refreshDesktopDatabase();
+    installHelperService();
     for (const auto& file : kept)
         out_ << "kept " << file << ": changed since quilt-create wrote it\n";
     return plan.target;

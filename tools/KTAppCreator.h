@@ -30,6 +30,8 @@ public:
     static std::string version();
 
 private:
+    void installHelperService();
+
     std::ostream& out_;
     std::ostream& err_;
 };

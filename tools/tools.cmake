@@ -10,6 +10,7 @@ add_library(quilt_create_lib STATIC
   ${CMAKE_CURRENT_LIST_DIR}/KTBundleBuilder.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTCreateOptions.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTDesktopEntry.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/KTHelperServiceFile.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTRollback.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTIconMaker.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTSiteAddress.cpp
@@ -23,3 +24,5 @@ target_link_libraries(quilt-create PRIVATE quilt_create_lib quilt_core)
 set_target_properties(quilt-create PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tools)
 # The tool finds the template at ../DefaultApp.app from its own folder.
 add_dependencies(quilt-create template_bundle)
+# It writes the helper's activation file naming quilt-helper beside it.
+add_dependencies(quilt-create quilt-helper)
