@@ -42,15 +42,25 @@ void KTScriptMessageHandler::registerWith(WebKitUserContentManager* manager, Web
 
 void KTScriptMessageHandler::dispatch(const char* channel, WebKitWebView* view, WebKitJavascriptResult* result)
 {
-    // Pages may post anything: only its JSON form is passed on.
+    // Pages may post anything: only its JSON form is passed on, and only
+    // when it is of a sensible size and parses.
     JSCValue* value = webkit_javascript_result_get_js_value(result);
-    char* body = value ? jsc_value_to_json(value, 0) : nullptr;
-    std::string json = body ? body : "null";
-    g_free(body);
-    KTLog::debug(std::string("message ") + channel + ": " + json);
-    const Handler& handler = std::strcmp(channel, kNotifications) == 0 ? notifications_ : autoFill_;
-    if (handler)
-        handler(view, json);
+    char* text = value ? jsc_value_to_json(value, 0) : nullptr;
+    const size_t size = text ? std::strlen(text) : 0;
+    std::optional<KTJson> body;
+    if (size > 0 && size <= kMaxMessageSize)
+        body = json::parse(std::string_view(text, size));
+    g_free(text);
+    if (!body) {
+        KTLog::debug(std::string("message ") + channel + " dropped (" + std::to_string(size) + " bytes)");
+        return;
+    }
+    if (KTLog::debugEnabled())
+        KTLog::debug(std::string("message ") + channel + ": " + json::compact(*body));
+    if (std::strcmp(channel, kNotifications) == 0)
+        notifications_.didReceiveScriptMessage(view, *body);
+    else
+        autoFill_.didReceiveScriptMessage(view, *body);
 }
 
 WebKitUserScript* KTScriptMessageHandler::bundleScript(const char* name)

@@ -1,10 +1,11 @@
 #pragma once
 
 #include "core/config/GRef.h"
+#include "web/KTAutoFillHandler.h"
+#include "web/KTNotificationHandler.h"
 
 #include <webkit2/webkit2.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,7 +17,9 @@ namespace quilt {
 // find functions) and the message channels "notifications" and "autoFill".
 class KTScriptMessageHandler {
 public:
-    using Handler = std::function<void(WebKitWebView* view, const std::string& bodyJson)>;
+    // A message past this size is dropped where it enters the app: no page
+    // message of ours comes near it.
+    static constexpr size_t kMaxMessageSize = 64 * 1024;
 
     // Made on first use (KTShared); pages registered before a reset send
     // their messages to the new one.
@@ -32,9 +35,8 @@ public:
     // The two bundle scripts (read once; a missing resource gives an empty script).
     std::vector<WebKitUserScript*> userScripts();
 
-    // Where messages go; until a channel has a handler its messages are dropped.
-    void setNotificationsHandler(Handler h) { notifications_ = std::move(h); }
-    void setAutoFillHandler(Handler h) { autoFill_ = std::move(h); }
+    KTNotificationHandler& notificationHandler() { return notifications_; }
+    KTAutoFillHandler& autoFillHandler() { return autoFill_; }
 
     static constexpr const char* kNotifications = "notifications";
     static constexpr const char* kAutoFill = "autoFill";
@@ -44,7 +46,8 @@ private:
     void dispatch(const char* channel, WebKitWebView* view, WebKitJavascriptResult* result);
     WebKitUserScript* bundleScript(const char* name);
 
-    Handler notifications_, autoFill_;
+    KTNotificationHandler notifications_;
+    KTAutoFillHandler autoFill_;
     WebKitUserScript* helper_ = nullptr;
     WebKitUserScript* search_ = nullptr;
 };
