@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <set>
 #include <tuple>
 
 using namespace quilt;
@@ -18,11 +17,6 @@ namespace {
 bool allowSite(std::string_view url)
 {
     return url.find("site.example") != std::string_view::npos || url.find("app.sso.test") != std::string_view::npos;
-}
-
-KTModifiers mods(bool control, bool shift = false, bool alt = false, bool super = false)
-{
-    return {control, shift, alt, super};
 }
 
 struct NavCase {
@@ -44,80 +38,63 @@ KTNavigationRequest req(std::string url)
     return r;
 }
 
-template <class F>
-KTNavigationRequest with(KTNavigationRequest r, F change)
-{
-    change(r);
-    return r;
-}
+const KTModifiers kControl {.control = true};
+const auto kSub = KTFrameTarget::Sub;
+const char* const kElsewhere = "https://elsewhere.test/";
 
 const NavCase kCases[] = {
-    {"MailLinkWithMailApp", with(req("mailto:someone@site.example"), [](auto& r) { r.claimingApp = "Mail Client"; }),
+    {"MailLinkWithMailApp", {.url = "mailto:someone@site.example", .claimingApp = "Mail Client"},
      Action::AskOpenOtherApp, true},
     {"OtherSchemeClaimedEvenWhenControlClicked",
-     with(req("zoommtg://join?id=1"), [](auto& r) { r.claimingApp = "Meetings"; r.modifiers = mods(true); }),
-     Action::AskOpenOtherApp, true},
-    {"OtherSchemeClaimedInSubFrame",
-     with(req("tg://resolve"), [](auto& r) { r.claimingApp = "Chat"; r.target = KTFrameTarget::Sub; }),
+     {.url = "zoommtg://join?id=1", .claimingApp = "Meetings", .modifiers = kControl}, Action::AskOpenOtherApp, true},
+    {"OtherSchemeClaimedInSubFrame", {.url = "tg://resolve", .claimingApp = "Chat", .target = kSub},
      Action::AskOpenOtherApp, true},
     // Nobody claims about:blank: it is judged by the allow-list like any address.
     {"UnclaimedSchemeJudgedByAllowList", req("about:blank"), Action::OpenInDefaultBrowser, true, "about:blank"},
     {"UnclaimedSchemeAllowedWhenListAllows", req("about:blank#site.example"), Action::Allow, false,
      "about:blank#site.example"},
     // The prefixes are exact and case-sensitive: "HTTPS://" belongs to whoever claims it.
-    {"UpperCaseSchemeIsOtherScheme", with(req("HTTPS://site.example/"), [](auto& r) { r.claimingApp = "Browser"; }),
+    {"UpperCaseSchemeIsOtherScheme", {.url = "HTTPS://site.example/", .claimingApp = "Browser"},
      Action::AskOpenOtherApp, true},
-    {"HttpIgnoresClaimingApp", with(req("http://site.example/"), [](auto& r) { r.claimingApp = "Browser"; }),
-     Action::Allow, false, "http://site.example/"},
-    {"ControlClickOpensTab", with(req("https://elsewhere.test/"), [](auto& r) { r.modifiers = mods(true); }),
-     Action::NewTab, true},
-    {"ControlShiftClickIsPlainClick",
-     with(req("https://elsewhere.test/"), [](auto& r) { r.modifiers = mods(true, true); }),
-     Action::OpenInDefaultBrowser, true, "https://elsewhere.test/"},
-    {"ControlAltClickIsPlainClick",
-     with(req("https://site.example/a"), [](auto& r) { r.modifiers = mods(true, false, true); }), Action::Allow,
-     false, "https://site.example/a"},
-    {"ControlSuperClickIsPlainClick",
-     with(req("https://site.example/a"), [](auto& r) { r.modifiers = mods(true, false, false, true); }),
+    {"HttpIgnoresClaimingApp", {.url = "http://site.example/", .claimingApp = "Browser"}, Action::Allow, false,
+     "http://site.example/"},
+    {"ControlClickOpensTab", {.url = kElsewhere, .modifiers = kControl}, Action::NewTab, true},
+    {"ControlShiftClickIsPlainClick", {.url = kElsewhere, .modifiers = {.control = true, .shift = true}},
+     Action::OpenInDefaultBrowser, true, kElsewhere},
+    {"ControlAltClickIsPlainClick", {.url = "https://site.example/a", .modifiers = {.control = true, .alt = true}},
      Action::Allow, false, "https://site.example/a"},
-    {"ShiftAloneIsPlainClick", with(req("https://site.example/a"), [](auto& r) { r.modifiers = mods(false, true); }),
+    {"ControlSuperClickIsPlainClick", {.url = "https://site.example/a", .modifiers = {.control = true, .super = true}},
      Action::Allow, false, "https://site.example/a"},
-    {"ControlClickInSubFrameStillOpensTab",
-     with(req("https://elsewhere.test/"), [](auto& r) { r.modifiers = mods(true); r.target = KTFrameTarget::Sub; }),
+    {"ShiftAloneIsPlainClick", {.url = "https://site.example/a", .modifiers = {.shift = true}}, Action::Allow, false,
+     "https://site.example/a"},
+    {"ControlClickInSubFrameStillOpensTab", {.url = kElsewhere, .modifiers = kControl, .target = kSub},
      Action::NewTab, true},
-    {"SubFrameAllowedOutsideList", with(req("https://ads.elsewhere.test/frame"), [](auto& r) { r.target = KTFrameTarget::Sub; }),
-     Action::Allow, false},
-    {"NewWindowRequestAllowed", with(req("https://elsewhere.test/popup"), [](auto& r) { r.target = KTFrameTarget::None; }),
+    {"SubFrameAllowedOutsideList", {.url = "https://ads.elsewhere.test/frame", .target = kSub}, Action::Allow, false},
+    {"NewWindowRequestAllowed", {.url = "https://elsewhere.test/popup", .target = KTFrameTarget::None},
      Action::Allow, false},
     {"MainFrameAllowed", req("https://www.site.example/inbox"), Action::Allow, false, "https://www.site.example/inbox"},
-    {"MainFrameRefusedGoesToBrowser", req("https://elsewhere.test/"), Action::OpenInDefaultBrowser, true,
-     "https://elsewhere.test/"},
+    {"MainFrameRefusedGoesToBrowser", req(kElsewhere), Action::OpenInDefaultBrowser, true, kElsewhere},
     // A redirect from a.x.y to b.x.y stays in the root domain x.y: judged by where the load started.
     {"RedirectWithinRootDomainJudgedBySource",
-     with(req("https://b.elsewhere.test/landing"), [](auto& r) { r.sourceURL = "https://a.elsewhere.test/start"; }),
+     {.url = "https://b.elsewhere.test/landing", .sourceURL = "https://a.elsewhere.test/start"},
      Action::OpenInDefaultBrowser, true, "https://a.elsewhere.test/start"},
-    {"RedirectWithinRootDomainAllowedBySource",
-     with(req("https://login.sso.test/x"), [](auto& r) { r.sourceURL = "https://app.sso.test/"; }), Action::Allow,
-     false, "https://app.sso.test/"},
+    {"RedirectWithinRootDomainAllowedBySource", {.url = "https://login.sso.test/x", .sourceURL = "https://app.sso.test/"},
+     Action::Allow, false, "https://app.sso.test/"},
     // Leaving the root domain is judged by the new address itself.
     {"RedirectLeavingRootDomainJudgedByItself",
-     with(req("https://site.example/back"), [](auto& r) { r.sourceURL = "https://a.elsewhere.test/"; }),
-     Action::Allow, false, "https://site.example/back"},
-    {"RedirectLeavingRootDomainRefused",
-     with(req("https://tracker.test/"), [](auto& r) { r.sourceURL = "https://www.site.example/"; }),
+     {.url = "https://site.example/back", .sourceURL = "https://a.elsewhere.test/"}, Action::Allow, false,
+     "https://site.example/back"},
+    {"RedirectLeavingRootDomainRefused", {.url = "https://tracker.test/", .sourceURL = "https://www.site.example/"},
      Action::OpenInDefaultBrowser, true, "https://tracker.test/"},
     // A source without a host never shares a root domain.
-    {"HostlessSourceIgnored",
-     with(req("https://elsewhere.test/"), [](auto& r) { r.sourceURL = "about:blank#site.example"; }),
-     Action::OpenInDefaultBrowser, true, "https://elsewhere.test/"},
-    {"RefusedLinkClosesRecentNewTab",
-     with(req("https://elsewhere.test/"), [](auto& r) { r.isRecentNewTab = true; }), Action::OpenInDefaultBrowser,
-     true, "https://elsewhere.test/", true},
-    {"RefusedLinkInBackground",
-     with(req("https://elsewhere.test/"), [](auto& r) { r.openOtherAppInBackground = true; }),
-     Action::OpenInDefaultBrowser, true, "https://elsewhere.test/", false, true},
-    {"AllowedLinkKeepsRecentNewTab", with(req("https://site.example/"), [](auto& r) { r.isRecentNewTab = true; }),
-     Action::Allow, false, "https://site.example/"},
+    {"HostlessSourceIgnored", {.url = kElsewhere, .sourceURL = "about:blank#site.example"},
+     Action::OpenInDefaultBrowser, true, kElsewhere},
+    {"RefusedLinkClosesRecentNewTab", {.url = kElsewhere, .isRecentNewTab = true}, Action::OpenInDefaultBrowser, true,
+     kElsewhere, true},
+    {"RefusedLinkInBackground", {.url = kElsewhere, .openOtherAppInBackground = true}, Action::OpenInDefaultBrowser,
+     true, kElsewhere, false, true},
+    {"AllowedLinkKeepsRecentNewTab", {.url = "https://site.example/", .isRecentNewTab = true}, Action::Allow, false,
+     "https://site.example/"},
 };
 
 class NavigationDecisionTest : public testing::TestWithParam<NavCase> {};

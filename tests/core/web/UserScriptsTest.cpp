@@ -1,31 +1,17 @@
 #include "TestEnvironment.h"
 
-#include "core/config/KTFileUtil.h"
-#include "core/config/KTShared.h"
 #include "core/web/KTScriptsManager.h"
 #include "core/web/KTStylesManager.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <random>
-
 using namespace quilt;
 
 namespace {
 
+// The environment resets the shared script and style stores around each test.
 class UserScripts : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        KTShared<KTScriptsManager>::reset();
-        KTShared<KTStylesManager>::reset();
-    }
-    void TearDown() override
-    {
-        KTShared<KTScriptsManager>::reset();
-        KTShared<KTStylesManager>::reset();
-    }
     std::string scriptsPath() const { return env.bundlePath() + "/Contents/Resources/Scripts/userscripts.json"; }
 
     test::TestEnvironment env;
