@@ -173,17 +173,6 @@ TEST(StoreSave, TemporariesOfAnInterruptedSaveAreRemovedByTheNext)
     EXPECT_TRUE(KTFileUtil::exists(fresh)) << "a save still running in another process is left alone";
 }
 
-TEST(StoreSave, CorruptFileIsReplacedByTheNextSave)
-{
-    TestEnvironment env;
-    const std::string path = env.root() + "/probe.json";
-    env.writeFile(path, "{\"unterminated\": [1, 2");
-    ProbeStore store(path);
-    store.json()["title"] = "Ça va";
-    store.save();
-    EXPECT_EQ(env.readFile(path), "{\"title\":\"Ça va\"}");
-}
-
 TEST(DataFolder, BundleWithoutUniqueIdUsesNullFolder)
 {
     TestEnvironment env;
