@@ -318,21 +318,29 @@ bool GuiTest::clickElement(KTWebViewController* page, const std::string& selecto
     return runProgram(args, 5s).exitCode == 0;
 }
 
-GtkWidget* GuiTest::findMessageDialog(const std::string& text) const
+GtkWidget* findWindow(const std::function<bool(GtkWidget*)>& match)
 {
     GtkWidget* found = nullptr;
     GList* tops = gtk_window_list_toplevels();
-    for (GList* l = tops; l && !found; l = l->next) {
-        if (!GTK_IS_MESSAGE_DIALOG(l->data) || !gtk_widget_get_visible(GTK_WIDGET(l->data)))
-            continue;
-        char* t = nullptr;
-        g_object_get(l->data, "text", &t, nullptr);
-        if (t && text == t)
+    for (GList* l = tops; l && !found; l = l->next)
+        if (gtk_widget_get_visible(GTK_WIDGET(l->data)) && match(GTK_WIDGET(l->data)))
             found = GTK_WIDGET(l->data);
-        g_free(t);
-    }
     g_list_free(tops);
     return found;
+}
+
+std::string textOf(GtkWidget* dialog, const char* property)
+{
+    gchar* t = nullptr;
+    g_object_get(dialog, property, &t, nullptr);
+    std::string text = t ? t : "";
+    g_free(t);
+    return text;
+}
+
+GtkWidget* GuiTest::findMessageDialog(const std::string& text) const
+{
+    return findWindow([&](GtkWidget* w) { return GTK_IS_MESSAGE_DIALOG(w) && textOf(w) == text; });
 }
 
 GtkWidget* GuiTest::waitForMessageDialog(const std::string& text)
@@ -344,13 +352,7 @@ GtkWidget* GuiTest::waitForMessageDialog(const std::string& text)
 
 GtkWidget* GuiTest::findSaveDialog() const
 {
-    GtkWidget* found = nullptr;
-    GList* tops = gtk_window_list_toplevels();
-    for (GList* l = tops; l && !found; l = l->next)
-        if (GTK_IS_FILE_CHOOSER_DIALOG(l->data) && gtk_widget_get_visible(GTK_WIDGET(l->data)))
-            found = GTK_WIDGET(l->data);
-    g_list_free(tops);
-    return found;
+    return findWindow([](GtkWidget* w) { return GTK_IS_FILE_CHOOSER_DIALOG(w); });
 }
 
 GtkWidget* GuiTest::waitForSaveDialog()
@@ -571,7 +573,7 @@ void AppProcess::signal(int sig)
         ::kill(pid_, sig);
 }
 
-std::string AppProcess::readFile(const std::string& path) { return KTFileUtil::read(path).value_or(""); }
+std::string AppProcess::log() const { return KTFileUtil::read(logPath_).value_or(""); }
 
 std::vector<std::string> visibleWindows(const std::string& windowClass)
 {

@@ -202,15 +202,19 @@ public:
     bool running();
     bool waitExit(std::chrono::milliseconds timeout, int* status = nullptr);
     void signal(int sig);
-    std::string log() const { return readFile(logPath_); }
+    std::string log() const;
 
 private:
-    static std::string readFile(const std::string& path);
     pid_t pid_ = -1;
     bool exited_ = false;
     int status_ = 0;
     std::string logPath_;
 };
+
+// The first visible top-level GTK window of this process that `match` takes.
+GtkWidget* findWindow(const std::function<bool(GtkWidget*)>& match);
+// A string property of a widget ("text", "secondary-text" of a message dialog).
+std::string textOf(GtkWidget* dialog, const char* property = "text");
 
 // Visible top-level windows whose class is the bundle identifier.
 std::vector<std::string> visibleWindows(const std::string& windowClass);
