@@ -172,10 +172,7 @@ TEST_F(LaunchTest, QuitCommandWithSeveralWindowsAsksAndQuitsOnlyOnQuit)
             app.quit(true); // Control+Q
             GtkWidget* alert = waitForMessageDialog("Are you sure you want to quit?");
             ASSERT_TRUE(alert);
-            gchar* secondary = nullptr;
-            g_object_get(alert, "secondary-text", &secondary, nullptr);
-            EXPECT_STREQ(secondary, "Quitting will close all Windows and Tabs.");
-            g_free(secondary);
+            EXPECT_EQ(textOf(alert, "secondary-text"), "Quitting will close all Windows and Tabs.");
             gtk_dialog_response(GTK_DIALOG(alert), answer);
             drainEvents();
             EXPECT_EQ(exists(restoreFile), answer == GTK_RESPONSE_ACCEPT) << "quit and saved only on Quit";

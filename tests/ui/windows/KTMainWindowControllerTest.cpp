@@ -38,20 +38,11 @@ public:
 private:
     bool poll()
     {
-        GList* tops = gtk_window_list_toplevels();
-        GtkWidget* dialog = nullptr;
-        for (GList* l = tops; l; l = l->next)
-            if (GTK_IS_MESSAGE_DIALOG(l->data) && gtk_widget_get_visible(GTK_WIDGET(l->data)))
-                dialog = GTK_WIDGET(l->data);
-        g_list_free(tops);
+        GtkWidget* dialog = findWindow([](GtkWidget* w) { return GTK_IS_MESSAGE_DIALOG(w); });
         if (!dialog)
             return false;
-        gchar *t = nullptr, *s = nullptr;
-        g_object_get(dialog, "text", &t, "secondary-text", &s, nullptr);
-        text = t ? t : "";
-        secondary = s ? s : "";
-        g_free(t);
-        g_free(s);
+        text = textOf(dialog);
+        secondary = textOf(dialog, "secondary-text");
         // The buttons in the order they show.
         GtkWidget* cancel = gtk_dialog_get_widget_for_response(GTK_DIALOG(dialog), GTK_RESPONSE_CANCEL);
         if (GtkWidget* box = cancel ? gtk_widget_get_parent(cancel) : nullptr) {
