@@ -12,6 +12,7 @@
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTUpdateManager.h"
 #include "core/config/KTUserDefaults.h"
+#include "core/services/KTServiceManager.h"
 #include "core/web/KTUserAgents.h"
 #include "core/windows/KTWindowRestorer.h"
 #include "ui/dialogs/KTDialogs.h"
@@ -118,6 +119,14 @@ void AppDelegate::onStartup()
 {
     KTMainWindowController::setApplication(app_);
     KTDialogs::install();
+    // A click on any of the app's notifications, or on one of its buttons,
+    // brings the app to the front (unhiding it), and nothing more.
+    KTServiceManager::sharedManager().setNotificationActionHandler([this](const std::string&, const std::string&) {
+        if (hidden_)
+            applicationShouldHandleReopen();
+        else if (auto* top = getTopMainController())
+            top->showWindow();
+    });
     loadApplicationIcon();
     installActions();
     // Logging out sends SIGTERM: quit without asking, but save.

@@ -1,0 +1,66 @@
+#include "support/DunstInspector.h"
+
+#include "KTHelperServiceFile.h"
+#include "TestEnvironment.h"
+#include "core/config/KTJson.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace quilt::test {
+
+namespace {
+
+std::string dunstctl(const std::vector<std::string>& args)
+{
+    std::vector<std::string> argv{"dunstctl"};
+    argv.insert(argv.end(), args.begin(), args.end());
+    return runProgram(argv, std::chrono::seconds(20)).out;
+}
+
+std::string field(const KTJson& record, const char* key)
+{
+    auto it = record.find(key);
+    if (it == record.end() || !it->is_object() || !it->contains("data") || !(*it)["data"].is_string())
+        return {};
+    return (*it)["data"].get<std::string>();
+}
+
+} // namespace
+
+void DunstInspector::installHelperServiceFile()
+{
+    std::string error;
+    ASSERT_TRUE(KTHelperServiceFile::install(QUILT_HELPER_PATH, &error)) << error;
+}
+
+int DunstInspector::displayed() { return std::atoi(dunstctl({"count", "displayed"}).c_str()); }
+
+std::vector<ShownNotification> DunstInspector::closeAllAndReadHistory()
+{
+    dunstctl({"close-all"});
+    auto history = json::parse(dunstctl({"history"}));
+    std::vector<ShownNotification> shown;
+    if (!history || !history->contains("data") || !(*history)["data"].is_array() || (*history)["data"].empty())
+        return shown;
+    for (const KTJson& record : (*history)["data"][0])
+        shown.push_back({field(record, "appname"), field(record, "summary"), field(record, "body")});
+    // dunst lists the newest first.
+    std::reverse(shown.begin(), shown.end());
+    return shown;
+}
+
+std::vector<ShownNotification> DunstInspector::shownWithSummary(const std::string& summary)
+{
+    std::vector<ShownNotification> matching;
+    for (auto& n : closeAllAndReadHistory())
+        if (n.summary == summary)
+            matching.push_back(n);
+    return matching;
+}
+
+void DunstInspector::clickLatest() { dunstctl({"action"}); }
+
+} // namespace quilt::test
