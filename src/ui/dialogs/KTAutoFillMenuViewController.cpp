@@ -7,7 +7,8 @@ namespace quilt {
 namespace {
 
 constexpr const char* kStyle = R"(
-#KTAutoFillMenu { border-radius: 6px; border: 1px solid alpha(black, 0.2); }
+#KTAutoFillMenu { border: 1px solid alpha(black, 0.2); }
+#KTAutoFillMenu.rounded { border-radius: 6px; }
 #KTAutoFillMenu list { background: transparent; }
 #KTAutoFillMenu row { min-height: 44px; padding: 0 12px; }
 #KTAutoFillMenu label { font-size: 13px; }
@@ -28,8 +29,10 @@ void KTAutoFillMenuViewController::build()
     gtk_window_set_type_hint(GTK_WINDOW(window_), GDK_WINDOW_TYPE_HINT_DROPDOWN_MENU);
     GdkScreen* screen = gtk_widget_get_screen(window_);
     // Round corners need a compositor to be see-through.
-    if (GdkVisual* rgba = gdk_screen_get_rgba_visual(screen); rgba && gdk_screen_is_composited(screen))
+    if (GdkVisual* rgba = gdk_screen_get_rgba_visual(screen); rgba && gdk_screen_is_composited(screen)) {
         gtk_widget_set_visual(window_, rgba);
+        gtk_style_context_add_class(gtk_widget_get_style_context(window_), "rounded");
+    }
     GtkCssProvider* css = gtk_css_provider_new();
     gtk_css_provider_load_from_data(css, kStyle, -1, nullptr);
     gtk_style_context_add_provider_for_screen(screen, GTK_STYLE_PROVIDER(css), GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
