@@ -3,6 +3,7 @@
 #include "core/web/KTScriptsManager.h"
 #include "core/web/KTStylesManager.h"
 #include "core/web/KTTypedAddress.h"
+#include "web/KTScriptMessageHandler.h"
 #include "web/KTWebManager.h"
 #include "web/KTWebViewController.h"
 #include "web/KTWebViewPolicy.h"
@@ -24,7 +25,10 @@ std::optional<std::string> KTPageHooks::userScriptFor(const std::string& url)
     return KTScriptsManager::sharedManager().findScriptFor(url);
 }
 
-void KTPageHooks::clearLoginData(WebKitWebView*) {}
+void KTPageHooks::clearLoginData(WebKitWebView* view)
+{
+    KTScriptMessageHandler::shared().autoFillHandler().clearLoginDataForWebView(view);
+}
 
 std::optional<std::string> KTPageHooks::agentForNewTab() { return KTWebManager::sharedManager().agentForNewTab(); }
 

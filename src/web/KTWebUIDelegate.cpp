@@ -54,4 +54,15 @@ void KTWebUIDelegate::chooseSavePath(GtkWindow*, const std::string&, const std::
     later([done = std::move(done)] { done(std::nullopt); });
 }
 
+void KTWebUIDelegate::askToSavePassword(GtkWindow*, std::function<void(bool)> done)
+{
+    later([done = std::move(done)] { done(false); });
+}
+
+void KTWebUIDelegate::askToUpdatePassword(GtkWindow*, const std::string&, const std::string&,
+                                          std::function<void(bool)> done)
+{
+    later([done = std::move(done)] { done(false); });
+}
+
 } // namespace quilt

@@ -55,6 +55,29 @@ public:
     // Shows the toolbar of this window (the front window when null), so the
     // downloads button is in sight.
     virtual void showDownloadsToolbar(GtkWindow* /*window*/) {}
+
+    // The menu of saved logins under a page's field, its top-left corner at
+    // (x, y) on the screen: one row per user name, none selected. Asked
+    // again while shown, it takes the new rows and place. chosen(row) when
+    // a row is clicked or chosen with Return; hiding is the caller's. The
+    // neutral delegate shows nothing.
+    virtual void showAutoFillMenu(GtkWindow* /*parent*/, int /*x*/, int /*y*/,
+                                  const std::vector<std::string>& /*users*/,
+                                  std::function<void(size_t row)> /*chosen*/)
+    {
+    }
+    virtual void hideAutoFillMenu() {}
+    virtual bool isAutoFillMenuVisible() const { return false; }
+    // A key typed in the page's field: -1 up, 1 down, 13 chooses the
+    // selected row, 27 hides, others nothing. The selected row afterwards,
+    // -1 for none.
+    virtual int autoFillMenuKey(int /*key*/) { return -1; }
+    // "Would you like to save this password?"; done(true) on "Save Password".
+    virtual void askToSavePassword(GtkWindow* parent, std::function<void(bool save)> done);
+    // The question to update the password saved for user on host; done(true)
+    // on "Update Password".
+    virtual void askToUpdatePassword(GtkWindow* parent, const std::string& user, const std::string& host,
+                                     std::function<void(bool update)> done);
 };
 
 } // namespace quilt

@@ -3,6 +3,7 @@
 #include "core/config/KTBundle.h"
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTLog.h"
+#include "core/config/KTMainContext.h"
 #include "core/config/KTPaths.h"
 #include "core/config/KTPlist.h"
 #include "core/config/KTVersion.h"
@@ -99,14 +100,11 @@ void KTUpdateManager::onMainThread(std::function<void()> work)
         work();
         return;
     }
-    auto* fn = new std::function<void()>(std::move(work));
-    g_main_context_invoke_full(
-        context_, G_PRIORITY_DEFAULT,
-        [](gpointer data) -> gboolean {
-            (*static_cast<std::function<void()>*>(data))();
-            return G_SOURCE_REMOVE;
-        },
-        fn, [](gpointer data) { delete static_cast<std::function<void()>*>(data); });
+    // Dropped when the manager is gone by the time the main loop gets to it.
+    KTMainContext::post(context_, [alive = std::weak_ptr<bool>(alive_), work = std::move(work)] {
+        if (!alive.expired())
+            work();
+    });
 }
 
 bool KTUpdateManager::updateToVersion(const std::string& bundlePath, const std::string& version)

@@ -50,6 +50,7 @@ private:
     GMainContext* context_;
     GThreadPool* pool_ = nullptr;
     int pending_ = 0;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
 } // namespace quilt

@@ -2,11 +2,13 @@
 
 #include "core/config/KTBundle.h"
 #include "core/config/KTLog.h"
+#include "core/config/KTMainContext.h"
 #include "core/config/KTShared.h"
 #include "core/services/KTHelperBusNames.h"
 #include "core/services/QuiltHelperBus.h"
 
 #include <cstdlib>
+#include <thread>
 
 namespace quilt {
 
@@ -272,22 +274,19 @@ bool KTServiceManager::succeeded(GError* error)
 
 void KTServiceManager::send(Request request)
 {
-    // Replies arrive on the context a call was made from: always the main one.
-    auto* hop = new std::pair<KTServiceManager*, Request>(this, std::move(request));
-    g_main_context_invoke_full(
-        nullptr, G_PRIORITY_DEFAULT,
-        [](gpointer data) -> gboolean {
-            auto* h = static_cast<std::pair<KTServiceManager*, Request>*>(data);
-            KTServiceManager* self = h->first;
-            if (self->proxy_) {
-                h->second(self->proxy_.get(), self->cancellable_.get());
-            } else {
-                self->pending_.push_back(std::move(h->second));
-                self->connect();
-            }
-            return G_SOURCE_REMOVE;
-        },
-        hop, [](gpointer data) { delete static_cast<std::pair<KTServiceManager*, Request>*>(data); });
+    // Replies arrive on the context a call was made from: always the main
+    // one, so a request from another thread is moved there first.
+    if (std::this_thread::get_id() != mainThread_) {
+        auto shared = std::make_shared<Request>(std::move(request));
+        KTMainContext::post(g_main_context_default(), [shared] { sharedManager().send(std::move(*shared)); });
+        return;
+    }
+    if (proxy_) {
+        request(proxy_.get(), cancellable_.get());
+    } else {
+        pending_.push_back(std::move(request));
+        connect();
+    }
 }
 
 void KTServiceManager::setApplicationIdentity(std::string name, std::string icon)

@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 typedef struct _QuiltBusQuiltHelperProtocol QuiltBusQuiltHelperProtocol;
@@ -76,6 +77,7 @@ public:
     void setApplicationIdentity(std::string name, std::string icon);
 
 private:
+    const std::thread::id mainThread_ = std::this_thread::get_id();
     struct Call;
     using Request = std::function<void(QuiltBusQuiltHelperProtocol*, GCancellable*)>;
 

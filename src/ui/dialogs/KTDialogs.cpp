@@ -1,6 +1,8 @@
 #include "ui/dialogs/KTDialogs.h"
 
 #include "ui/dialogs/KTAuthenticationDialog.h"
+#include "ui/dialogs/KTAutoFillMenuViewController.h"
+#include "ui/dialogs/KTPasswordQuestion.h"
 #include "ui/windows/KTMainWindowController.h"
 
 #include <gtk/gtk.h>
@@ -123,6 +125,41 @@ void KTDialogs::showDownloadsToolbar(GtkWindow* window)
         c = KTMainWindowController::front();
     if (c)
         c->tabController()->showToolbar();
+}
+
+void KTDialogs::showAutoFillMenu(GtkWindow* parent, int x, int y, const std::vector<std::string>& users,
+                                 std::function<void(size_t)> chosen)
+{
+    KTAutoFillMenuViewController::shared().show(parent, x, y, users, std::move(chosen));
+}
+
+void KTDialogs::hideAutoFillMenu() { KTAutoFillMenuViewController::shared().hide(); }
+
+bool KTDialogs::isAutoFillMenuVisible() const { return KTAutoFillMenuViewController::shared().isVisible(); }
+
+int KTDialogs::autoFillMenuKey(int key)
+{
+    auto& menu = KTAutoFillMenuViewController::shared();
+    if (key == -1)
+        menu.selectUp();
+    else if (key == 1)
+        menu.selectDown();
+    else if (key == 13)
+        menu.selectMenu();
+    else if (key == 27)
+        menu.hide();
+    return menu.isVisible() ? menu.selectedRow() : -1;
+}
+
+void KTDialogs::askToSavePassword(GtkWindow* parent, std::function<void(bool)> done)
+{
+    KTPasswordQuestion::askToSave(parent, std::move(done));
+}
+
+void KTDialogs::askToUpdatePassword(GtkWindow* parent, const std::string& user, const std::string& host,
+                                    std::function<void(bool)> done)
+{
+    KTPasswordQuestion::askToUpdate(parent, user, host, std::move(done));
 }
 
 } // namespace quilt

@@ -21,6 +21,15 @@ public:
     void chooseSavePath(GtkWindow* parent, const std::string& folder, const std::string& fileName,
                         std::function<void(std::optional<std::string> path)> done) override;
     void showDownloadsToolbar(GtkWindow* window) override;
+
+    void showAutoFillMenu(GtkWindow* parent, int x, int y, const std::vector<std::string>& users,
+                          std::function<void(size_t row)> chosen) override;
+    void hideAutoFillMenu() override;
+    bool isAutoFillMenuVisible() const override;
+    int autoFillMenuKey(int key) override;
+    void askToSavePassword(GtkWindow* parent, std::function<void(bool save)> done) override;
+    void askToUpdatePassword(GtkWindow* parent, const std::string& user, const std::string& host,
+                             std::function<void(bool update)> done) override;
 };
 
 } // namespace quilt
