@@ -2,7 +2,7 @@
 // site posts one, the desktop (dunst, started quilt-helper) shows it under
 // the app's name, and a click on it brings the app's window to the front.
 
-#include "support/DunstInspector.h"
+#include "support/DunstWatcher.h"
 #include "support/GuiTest.h"
 
 #include "core/config/KTFileUtil.h"
@@ -25,7 +25,7 @@ protected:
     static void SetUpTestSuite()
     {
         if (std::getenv("QUILT_HELPER_SESSION"))
-            DunstInspector::installHelperServiceFile();
+            DunstWatcher::installHelperServiceFile();
     }
     void SetUp() override
     {
@@ -41,7 +41,7 @@ protected:
                                                           actions: [{action: "open", title: "Open"}]});
             n.onclick = function () { document.title = "clicked"; };
             </script>)"));
-        DunstInspector::closeAllAndReadHistory();
+        DunstWatcher::closeAllAndReadHistory();
     }
     void TearDown() override
     {
@@ -80,19 +80,19 @@ TEST_F(AppNotifications, SiteNotificationIsShownAndItsClickBringsTheAppForward)
     app.writeDataFile("settings.json", {{"main_url", server->url("/site")}, {"enableJavaScript", true}});
     process = std::make_unique<AppProcess>(app, std::vector<std::string>{}, env->root() + "/app.log");
     ASSERT_TRUE(waitUntil([&] { return visibleWindows(app.bundleIdentifier()).size() == 1; }, 20s));
-    ASSERT_TRUE(waitUntil([&] { return DunstInspector::displayed() == 1; }, 20s)) << "nothing shown";
+    ASSERT_TRUE(waitUntil([&] { return DunstWatcher::displayed() == 1; }, 20s)) << "nothing shown";
 
     focusElsewhere();
     ASSERT_FALSE(HasFatalFailure());
-    ASSERT_EQ(DunstInspector::displayed(), 1) << "still open for the click";
-    DunstInspector::clickLatest();
+    ASSERT_EQ(DunstWatcher::displayed(), 1) << "still open for the click";
+    DunstWatcher::clickLatest();
     const auto appWindows = visibleWindows(app.bundleIdentifier());
     EXPECT_TRUE(waitUntil([&] {
         auto active = activeWindow();
         return std::find(appWindows.begin(), appWindows.end(), active) != appWindows.end();
     })) << "the app's window is not in front";
 
-    auto shown = DunstInspector::shownWithSummary("Hi from the site");
+    auto shown = DunstWatcher::shownWithSummary("Hi from the site");
     ASSERT_EQ(shown.size(), 1u);
     EXPECT_EQ(shown[0].appname, "NotifySite");
     EXPECT_EQ(shown[0].body, "127.0.0.1\nBuild finished");

@@ -2,7 +2,7 @@
 // constructs them, the bus starts quilt-helper from its activation file and
 // the session's dunst shows them. Clicks come back through the helper.
 
-#include "support/DunstInspector.h"
+#include "support/DunstWatcher.h"
 #include "support/GuiTest.h"
 
 #include "core/config/KTShared.h"
@@ -20,7 +20,7 @@ protected:
     static void SetUpTestSuite()
     {
         if (std::getenv("QUILT_HELPER_SESSION"))
-            DunstInspector::installHelperServiceFile();
+            DunstWatcher::installHelperServiceFile();
     }
     void SetUp() override
     {
@@ -49,7 +49,7 @@ protected:
         manager.setNotificationActionHandler([this](const std::string& action, const std::string& identifier) {
             clicks.push_back({action, identifier});
         });
-        DunstInspector::closeAllAndReadHistory();
+        DunstWatcher::closeAllAndReadHistory();
         page = pageOf(newWindow());
         ASSERT_TRUE(loadAndWait(page, server->url("/notify")));
     }
@@ -60,7 +60,7 @@ protected:
     {
         std::vector<ShownNotification> shown;
         waitUntil([&] {
-            shown = DunstInspector::shownWithSummary(summary);
+            shown = DunstWatcher::shownWithSummary(summary);
             return shown.size() >= count;
         });
         return shown;
@@ -106,10 +106,10 @@ TEST_F(NotificationBridge, SameTagTwiceShowsTwoNotifications)
 // notification's fresh identifier.
 TEST_F(NotificationBridge, ClickComesBackToTheApp)
 {
-    const int before = DunstInspector::displayed();
+    const int before = DunstWatcher::displayed();
     runJs(page, "new Notification('Click me', {body: 'now'}); 1");
-    ASSERT_TRUE(waitUntil([&] { return DunstInspector::displayed() == before + 1; }));
-    DunstInspector::clickLatest();
+    ASSERT_TRUE(waitUntil([&] { return DunstWatcher::displayed() == before + 1; }));
+    DunstWatcher::clickLatest();
     ASSERT_TRUE(waitUntil([&] { return !clicks.empty(); })) << "no call-back";
     EXPECT_EQ(clicks[0].first, "default");
     EXPECT_TRUE(std::regex_match(clicks[0].second, std::regex("[0-9a-f]{8}-([0-9a-f]{4}-){3}[0-9a-f]{12}")))
@@ -136,7 +136,7 @@ TEST_F(NotificationBridge, GarbageAndFloodsChangeNothing)
                           "new Notification('Odd', {body: {}, actions: 'nope'}); 'ok'"),
               "ok");
     EXPECT_EQ(waitShown("Odd", 2).size(), 2u);
-    EXPECT_TRUE(DunstInspector::shownWithSummary("Garbage").empty());
+    EXPECT_TRUE(DunstWatcher::shownWithSummary("Garbage").empty());
 
     EXPECT_EQ(runJs(page, "for (var i = 0; i < 500; ++i) new Notification('Flood', {body: '' + i}); 'done'"), "done");
     EXPECT_EQ(runJs(page, "6 * 7"), "42");
@@ -144,7 +144,7 @@ TEST_F(NotificationBridge, GarbageAndFloodsChangeNothing)
     // everything the flood got through before it.
     KTServiceManager::sharedManager().postNotification({"Marker", std::nullopt, "end", "M-1", {}});
     waitShown("Marker");
-    const size_t flood = DunstInspector::shownWithSummary("Flood").size();
+    const size_t flood = DunstWatcher::shownWithSummary("Flood").size();
     EXPECT_GE(flood, 1u);
     EXPECT_LE(flood, size_t(KTNotificationThrottle::kBurst + 2));
 }
@@ -167,7 +167,7 @@ TEST_F(NotificationsWithoutHelper, PageKeepsWorking)
               "still here");
     EXPECT_TRUE(waitUntil([&] { return log->count("connection cannot be established") == 1; }));
     EXPECT_EQ(runJs(page, "new Notification('Nobody'); Notification.permission"), "granted");
-    EXPECT_TRUE(DunstInspector::shownWithSummary("Nobody").empty());
+    EXPECT_TRUE(DunstWatcher::shownWithSummary("Nobody").empty());
     EXPECT_EQ(log->count("connection cannot be established"), 1u);
 }
 

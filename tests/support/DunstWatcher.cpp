@@ -1,4 +1,4 @@
-#include "support/DunstInspector.h"
+#include "support/DunstWatcher.h"
 
 #include "KTHelperServiceFile.h"
 #include "TestEnvironment.h"
@@ -30,15 +30,15 @@ std::string field(const KTJson& record, const char* key)
 
 } // namespace
 
-void DunstInspector::installHelperServiceFile()
+void DunstWatcher::installHelperServiceFile()
 {
     std::string error;
     ASSERT_TRUE(KTHelperServiceFile::install(QUILT_HELPER_PATH, &error)) << error;
 }
 
-int DunstInspector::displayed() { return std::atoi(dunstctl({"count", "displayed"}).c_str()); }
+int DunstWatcher::displayed() { return std::atoi(dunstctl({"count", "displayed"}).c_str()); }
 
-std::vector<ShownNotification> DunstInspector::closeAllAndReadHistory()
+std::vector<ShownNotification> DunstWatcher::closeAllAndReadHistory()
 {
     dunstctl({"close-all"});
     auto history = json::parse(dunstctl({"history"}));
@@ -52,7 +52,7 @@ std::vector<ShownNotification> DunstInspector::closeAllAndReadHistory()
     return shown;
 }
 
-std::vector<ShownNotification> DunstInspector::shownWithSummary(const std::string& summary)
+std::vector<ShownNotification> DunstWatcher::shownWithSummary(const std::string& summary)
 {
     std::vector<ShownNotification> matching;
     for (auto& n : closeAllAndReadHistory())
@@ -61,6 +61,6 @@ std::vector<ShownNotification> DunstInspector::shownWithSummary(const std::strin
     return matching;
 }
 
-void DunstInspector::clickLatest() { dunstctl({"action"}); }
+void DunstWatcher::clickLatest() { dunstctl({"action"}); }
 
 } // namespace quilt::test

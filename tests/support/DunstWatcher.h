@@ -12,7 +12,7 @@ struct ShownNotification {
     std::string appname, summary, body;
 };
 
-class DunstInspector {
+class DunstWatcher {
 public:
     // Writes org.quilt.Helper.service under the current $XDG_DATA_HOME:
     // call it before a TestEnvironment moves that folder.
