@@ -19,7 +19,6 @@ public:
 
 private:
     static void ask(GtkWidget* alert, const char* yes, std::function<void(bool)> done);
-    static void answer(GtkWidget* alert, bool yes, bool destroy);
 };
 
 } // namespace quilt

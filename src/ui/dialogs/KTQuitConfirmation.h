@@ -16,9 +16,6 @@ public:
     // false for Cancel, closing the dialog, or the dialog going with its
     // parent.
     static void ask(GtkWindow* parent, const char* detail, std::function<void(bool)> answered);
-
-private:
-    static void answer(GtkWidget* dialog, bool quit, bool destroy);
 };
 
 } // namespace quilt
