@@ -2,7 +2,8 @@
 # scripts/check-layers.sh [ROOT]
 # Fails when a source file includes a layer above its own (see
 # docs/ARCHITECTURE.md): core < web < ui < app, and tools/ and helper/ sit on
-# the core alone. Also refuses "../" includes, which would sidestep the
+# the core alone, as does src/webext (the module loaded into WebKit's web
+# processes), which no other layer includes. Also refuses "../" includes, which would sidestep the
 # per-layer include folders, and GTK or WebKit headers in the core.
 set -u
 root=${1:-$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)}
@@ -10,7 +11,7 @@ cd "$root" || exit 2
 
 rank() {
   case "$1" in
-    core) echo 0 ;; web) echo 1 ;; ui) echo 2 ;; app) echo 3 ;; *) echo -1 ;;
+    core) echo 0 ;; web) echo 1 ;; ui) echo 2 ;; app) echo 3 ;; webext) echo 9 ;; *) echo -1 ;;
   esac
 }
 
@@ -27,7 +28,7 @@ while IFS= read -r file; do
     *) continue ;;
   esac
   ownRank=$(rank "$own")
-  [ "$ownRank" -ge 0 ] || { report "$file" 0 "not inside a layer folder (core, web, ui, app)"; continue; }
+  [ "$ownRank" -ge 0 ] || { report "$file" 0 "not inside a layer folder (core, web, ui, app, webext)"; continue; }
   n=0
   while IFS= read -r line; do
     n=$((n + 1))
@@ -42,7 +43,11 @@ while IFS= read -r file; do
         */*)
           layer=${target%%/*}
           r=$(rank "$layer")
-          if [ "$r" -gt "$ownRank" ]; then
+          if [[ $own == webext && $layer != webext && $r -gt 0 ]]; then
+            report "$file" "$n" "webext includes $layer (\"$target\"): the web process extension sees the core only"
+          elif [[ $own != webext && $layer == webext ]]; then
+            report "$file" "$n" "$own includes webext (\"$target\"): the web process extension is a module of its own"
+          elif [ "$r" -gt "$ownRank" ]; then
             report "$file" "$n" "$own includes $layer (\"$target\"): includes run from higher layers to lower ones only"
           fi
           ;;

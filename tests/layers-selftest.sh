@@ -6,11 +6,12 @@ set -u
 check=$1
 tree=$(mktemp -d)
 trap 'rm -rf "$tree"' EXIT
-mkdir -p "$tree"/src/{core/config,web,ui/windows,app} "$tree"/tools
+mkdir -p "$tree"/src/{core/config,web,ui/windows,app,webext} "$tree"/tools
 printf '#include "core/config/A.h"\n' > "$tree/src/core/config/B.cpp"
 printf '#include "core/config/A.h"\n#include "web/P.h"\n' > "$tree/src/ui/windows/W.cpp"
 printf '#include "ui/windows/W.h"\n#include "web/P.h"\n' > "$tree/src/app/App.cpp"
 printf '#include "core/config/A.h"\n#include "Local.h"\n' > "$tree/tools/T.cpp"
+printf '#include "core/config/A.h"\n#include "webext/E.h"\n' > "$tree/src/webext/E.cpp"
 bash "$check" "$tree" >/dev/null || { echo "a clean tree was refused"; exit 1; }
 
 expect_refused() {
@@ -28,4 +29,6 @@ expect_refused src/web/Up.cpp '#include "ui/windows/W.h"'
 expect_refused src/ui/windows/Up.cpp '#include "app/App.h"'
 expect_refused src/web/Climb.cpp '#include "../ui/windows/W.h"'
 expect_refused tools/Up.cpp '#include "web/P.h"'
-echo "layer check: 1 clean tree passed, 6 upward includes refused"
+expect_refused src/webext/Up.cpp '#include "web/P.h"'
+expect_refused src/web/Ext.cpp '#include "webext/E.h"'
+echo "layer check: 1 clean tree passed, 8 wrong includes refused"

@@ -20,6 +20,7 @@
 #include "ui/windows/KTMainWindowController.h"
 #include "ui/windows/KTScreen.h"
 #include "web/KTWebContext.h"
+#include "web/KTWebManager.h"
 
 #include <glib-unix.h>
 #include <malloc.h>
@@ -537,10 +538,13 @@ void AppDelegate::addUseragents()
 
 void AppDelegate::setCustomAgent(const KTNotification& note)
 {
-    // Pages take the text; the menu marks it when it names an agent of the
-    // table and otherwise falls back to Safari-Mac, on purpose.
-    KTNotificationCenter::defaultCenter().post(names::kChangeUserAgent, note.object);
+    // Pages take the text, and so do pages opened later; the menu marks it
+    // when it names an agent of the table and otherwise falls back to
+    // Safari-Mac, on purpose.
     const std::string* text = std::any_cast<std::string>(&note.object);
+    if (text)
+        KTWebManager::sharedManager().chooseAgent(*text);
+    KTNotificationCenter::defaultCenter().post(names::kChangeUserAgent, note.object);
     std::string mark = KTUserAgents::kSafariMac;
     for (const char* name : KTUserAgents::kNames)
         if (text && *text == name)

@@ -15,6 +15,11 @@ std::optional<std::string> KTPageHooks::userAgentNamed(const std::string& name)
     return KTWebManager::sharedManager().userAgentNamed(name);
 }
 
+std::optional<std::string> KTPageHooks::chooseAgent(const std::string& nameOrText)
+{
+    return KTWebManager::sharedManager().chooseAgent(nameOrText);
+}
+
 std::optional<std::string> KTPageHooks::userStyleFor(const std::string& url)
 {
     return KTStylesManager::sharedManager().findScriptFor(url);
@@ -46,7 +51,7 @@ std::optional<std::string> KTPageHooks::addressForTypedText(const std::string& t
 
 bool KTPageHooks::decidePermission(WebKitWebView*, WebKitPermissionRequest*) { return false; }
 
-void KTPageHooks::attach(WebKitWebView* view) { KTWebViewPolicy::forView(view); }
+void KTPageHooks::attach(WebKitWebView* view, KTWebViewController* page) { KTWebViewPolicy::forView(view).page = page; }
 
 bool KTPageHooks::decidePolicy(KTWebViewController* page, WebKitPolicyDecision* decision, WebKitPolicyDecisionType type)
 {

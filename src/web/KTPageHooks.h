@@ -15,6 +15,8 @@ class KTWebViewController;
 class KTPageHooks {
 public:
     static std::optional<std::string> userAgentNamed(const std::string& name);
+    // The agent of a name of the table or a custom agent text.
+    static std::optional<std::string> chooseAgent(const std::string& nameOrText);
     static std::optional<std::string> userStyleFor(const std::string& url);
     static std::optional<std::string> userScriptFor(const std::string& url);
     static void clearLoginData(WebKitWebView* view);
@@ -26,8 +28,9 @@ public:
     // True when the request was answered.
     static bool decidePermission(WebKitWebView* view, WebKitPermissionRequest* request);
     // Gives a new page's view its navigation policy, which watches its loads
-    // (see KTWebViewPolicy); called before the page connects its own signals.
-    static void attach(WebKitWebView* view);
+    // (see KTWebViewPolicy); called before the page connects its own signals,
+    // and with no page when the page goes.
+    static void attach(WebKitWebView* view, KTWebViewController* page);
     // Navigations, new windows and responses (see KTWebViewPolicy).
     static bool decidePolicy(KTWebViewController* page, WebKitPolicyDecision* decision, WebKitPolicyDecisionType type);
 

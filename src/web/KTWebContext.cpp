@@ -3,7 +3,11 @@
 #include "core/config/KTBundle.h"
 #include "core/config/KTFileManager.h"
 #include "core/config/KTFileUtil.h"
+#include "core/config/KTLog.h"
 #include "core/config/KTShared.h"
+#include "core/web/KTMainFrameGuard.h"
+#include "core/web/KTWhiteListManager.h"
+#include "web/KTWebViewPolicy.h"
 
 #include <memory>
 
@@ -31,6 +35,66 @@ KTWebContext::KTWebContext(const std::string& dataDirectory, const std::string& 
     webkit_web_context_set_favicon_database_directory(context_.get(), (cacheDirectory_ + "/icondatabase").c_str());
     webkit_cookie_manager_set_persistent_storage(cookieManager(), (dataDirectory_ + "/cookies.sqlite").c_str(),
                                                  WEBKIT_COOKIE_PERSISTENT_STORAGE_SQLITE);
+    loadWebExtension();
+}
+
+std::string KTWebContext::webExtensionsFolder(const std::string& bundlePath)
+{
+    return bundlePath + "/Contents/Frameworks/WebExtensions";
+}
+
+void KTWebContext::loadWebExtension()
+{
+    const std::string folder = webExtensionsFolder(KTBundle::main().path());
+    if (!g_file_test((folder + "/" + kWebExtensionFile).c_str(), G_FILE_TEST_IS_REGULAR)) {
+        KTLog::line("no web process extension in " + folder
+                    + ": addresses the allow-list refuses are stopped only when they answer");
+        return;
+    }
+    char* random = g_uuid_string_random();
+    refusedScheme_ = "quilt-";
+    for (const char* c = random; *c; ++c)
+        if (*c != '-')
+            refusedScheme_ += *c;
+    g_free(random);
+    webkit_web_context_register_uri_scheme(context_.get(), refusedScheme_.c_str(), onRefusedRequest, this, nullptr);
+    webkit_web_context_set_web_extensions_directory(context_.get(), folder.c_str());
+    // Asked just before each web process starts: it starts with the list as
+    // it is then.
+    g_signal_connect(context_.get(), "initialize-web-extensions",
+                     G_CALLBACK(+[](WebKitWebContext*, KTWebContext* self) { self->onInitializeWebExtensions(); }),
+                     this);
+}
+
+void KTWebContext::onInitializeWebExtensions()
+{
+    shareAllowList(KTWhiteListManager::sharedManager().rules());
+    webkit_web_context_set_web_extensions_initialization_user_data(
+        context_.get(), g_variant_new("(s@(bbbas))", refusedScheme_.c_str(), sharedRules_.toVariant()));
+}
+
+void KTWebContext::shareAllowList(const KTAllowListRules& rules)
+{
+    if (refusedScheme_.empty() || rules == sharedRules_)
+        return;
+    sharedRules_ = rules;
+    webkit_web_context_send_message_to_all_extensions(
+        context_.get(), webkit_user_message_new(KTAllowListRules::kMessageName, rules.toVariant()));
+}
+
+void KTWebContext::onRefusedRequest(WebKitURISchemeRequest* request, gpointer data)
+{
+    auto* self = static_cast<KTWebContext*>(data);
+    const char* uri = webkit_uri_scheme_request_get_uri(request);
+    std::optional<std::string> refused = KTMainFrameGuard::unwrap(self->refusedScheme_, uri ? uri : "");
+    // Cancelled, not failed: WebKit shows no error page and the page stays
+    // where it was.
+    GError* error = g_error_new_literal(WEBKIT_NETWORK_ERROR, WEBKIT_NETWORK_ERROR_CANCELLED, "handed to the browser");
+    GRef<WebKitWebView> view = GRef<WebKitWebView>::retain(webkit_uri_scheme_request_get_web_view(request));
+    webkit_uri_scheme_request_finish_error(request, error);
+    g_error_free(error);
+    if (refused && view)
+        KTWebViewPolicy::forView(view.get()).refusedBeforeRequest(*refused);
 }
 
 WebKitCookieManager* KTWebContext::cookieManager() const

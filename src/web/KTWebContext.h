@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/config/GRef.h"
+#include "core/web/KTAllowListRules.h"
 
 #include <webkit2/webkit2.h>
 
@@ -37,8 +38,28 @@ public:
     // Spell checking loads dictionaries: done after the first page shows.
     void enableSpellChecking();
 
+    // The folder of a bundle that holds the web process extension, and the
+    // module's file name.
+    static std::string webExtensionsFolder(const std::string& bundlePath);
+    static constexpr const char* kWebExtensionFile = "libquilt-webext.so";
+    // True when web processes load the extension, so a refused main-frame
+    // address is stopped before it is requested.
+    bool refusesBeforeRequest() const { return !refusedScheme_.empty(); }
+    // The private scheme refused requests are sent to (empty without the
+    // extension): unguessable, so no page can use it to reach the browser.
+    const std::string& refusedScheme() const { return refusedScheme_; }
+    // Gives the web processes the allow-list when it differs from what they
+    // have; cheap when it does not.
+    void shareAllowList(const KTAllowListRules& rules);
+
 private:
+    void loadWebExtension();
+    void onInitializeWebExtensions();
+    static void onRefusedRequest(WebKitURISchemeRequest* request, gpointer self);
+
     std::string dataDirectory_, cacheDirectory_;
+    std::string refusedScheme_;
+    KTAllowListRules sharedRules_;
     GRef<WebKitWebsiteDataManager> dataManager_;
     GRef<WebKitWebContext> context_;
 };

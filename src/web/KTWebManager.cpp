@@ -41,8 +41,21 @@ KTWebManager::KTWebManager()
 
 KTWebManager::~KTWebManager() = default;
 
+std::optional<std::string> KTWebManager::chooseAgent(const std::string& nameOrText)
+{
+    if (auto agent = agents_.agentNamed(nameOrText)) {
+        customAgent_.reset();
+        return agent;
+    }
+    if (!nameOrText.empty())
+        customAgent_ = nameOrText;
+    return customAgent_;
+}
+
 std::optional<std::string> KTWebManager::agentForNewTab() const
 {
+    if (customAgent_)
+        return customAgent_;
     return agents_.agentForNewPage(KTBehaviorManager::sharedManager().mobileVersion(),
                                    KTUserDefaults::standardUserDefaults());
 }

@@ -35,8 +35,13 @@ public:
     const KTUserAgents& userAgents() const { return agents_; }
     const std::string& webkitVersion() const { return agents_.webkitVersion(); }
     std::optional<std::string> userAgentNamed(std::string_view name) const { return agents_.agentNamed(name); }
-    // A new tab's agent: the mobile one, else the one chosen last.
+    // A new tab's agent: a custom agent in force, else the mobile one, else
+    // the one chosen last.
     std::optional<std::string> agentForNewTab() const;
+    // The agent "changeUserAnget" stands for: a name of the table, or else
+    // an agent text of its own (the enterprise "customUserAgent"), which then
+    // stays in force for pages opened later until a name is chosen.
+    std::optional<std::string> chooseAgent(const std::string& nameOrText);
     // The raw "settings.json" of the data folder; null when unreadable.
     KTJson getSettings() const;
 
@@ -92,6 +97,7 @@ private:
                                std::function<void(std::optional<std::string>)> done);
 
     KTUserAgents agents_;
+    std::optional<std::string> customAgent_;
     KTDownloadQueue queue_;
     std::vector<Pending> pending_;
     std::vector<GRef<WebKitWebContext>> sessions_;

@@ -76,7 +76,7 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
         loadUserScripts();
     observeNotifications();
     // The policy glue follows the view's loads from before the first one.
-    KTPageHooks::attach(webview_);
+    KTPageHooks::attach(webview_, this);
 
     auto connect = [this](const char* signal, GCallback cb) { signals_.emplace_back(webview_, signal, cb, this); };
     connect("load-changed", G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent e, KTWebViewController* self) {
@@ -131,6 +131,8 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
 KTWebViewController::~KTWebViewController()
 {
     *alive_ = false;
+    if (webview_)
+        KTPageHooks::attach(webview_, nullptr);
     observations_.clear();
     signals_.clear();
     refreshTimer_.reset();
@@ -161,7 +163,7 @@ void KTWebViewController::observeNotifications()
     };
     on(names::kChangeUserAgent, [](KTWebViewController* self, const KTNotification& n) {
         if (auto* name = std::any_cast<std::string>(&n.object))
-            self->setCustomUserAgent(KTPageHooks::userAgentNamed(*name));
+            self->setCustomUserAgent(KTPageHooks::chooseAgent(*name));
         self->clearCache();
     });
     on(names::kRefreshFont, [](KTWebViewController* self, const KTNotification&) {

@@ -8,6 +8,7 @@
 #include "core/web/KTWhiteListManager.h"
 #include "web/KTAppLauncher.h"
 #include "web/KTWebManager.h"
+#include "web/KTWebContext.h"
 #include "web/KTWebUIDelegate.h"
 #include "web/KTWebViewController.h"
 
@@ -200,6 +201,14 @@ bool KTWebViewPolicy::decideNavigation(KTWebViewController* page, WebKitNavigati
     WebKitPolicyDecision* decision = WEBKIT_POLICY_DECISION(navigation);
     WebKitNavigationAction* action = webkit_navigation_policy_decision_get_navigation_action(navigation);
     const std::string url = webkit_uri_request_get_uri(webkit_navigation_action_get_request(action));
+    // The address the web process put in place of a refused one: its
+    // hand-over happens where the request arrives.
+    if (isRefusedScheme(url)) {
+        webkit_policy_decision_use(decision);
+        return true;
+    }
+    // Whatever is let through below meets the list as it is now.
+    KTWebContext::shared().shareAllowList(KTWhiteListManager::sharedManager().rules());
     const bool certain = !newWindow && certainlyMainFrame(action, url);
     KTLog::debug("navigation " + url + (newWindow ? " (new window)" : "") + (certain ? " main frame" : "")
                  + " modifiers " + std::to_string(webkit_navigation_action_get_modifiers(action)));
@@ -223,7 +232,7 @@ bool KTWebViewPolicy::decideNavigation(KTWebViewController* page, WebKitNavigati
     request.sourceURL = inFlight_ ? start_ : std::nullopt;
     request.isRecentNewTab = page->isRecentNewTab;
     request.openOtherAppInBackground = KTBehaviorManager::sharedManager().openOtherAppInBackground();
-    const KTNavigationDecision d = KTNavigationPolicy::decide(request, KTWhiteListManager::sharedManager());
+    const KTNavigationDecision d = KTNavigationPolicy::decide(request, KTWhiteListManager::sharedManager().rules());
 
     using Action = KTNavigationDecision::Action;
     switch (d.action) {
@@ -339,6 +348,19 @@ void KTWebViewPolicy::handOver(KTWebViewController* page, const std::string& url
                                             windowOf(view_));
     if (page && page->isRecentNewTab && page->delegate)
         page->delegate->closeTabForController(page);
+}
+
+void KTWebViewPolicy::refusedBeforeRequest(const std::string& url)
+{
+    KTLog::debug("refused before request " + url);
+    handOver(page, url);
+}
+
+bool KTWebViewPolicy::isRefusedScheme(const std::string& url) const
+{
+    const std::string& scheme = KTWebContext::shared().refusedScheme();
+    return !scheme.empty() && url.size() > scheme.size() && url.compare(0, scheme.size(), scheme) == 0
+        && url[scheme.size()] == ':';
 }
 
 void KTWebViewPolicy::onLoadChanged(WebKitLoadEvent event)

@@ -32,6 +32,11 @@ class KTWebViewController;
 //    handed to the browser), a sub-frame's is shown in its frame.
 // A main-frame load that fails before any response (the site cannot be
 // reached) is handed to the browser too, as the navigation stage would have.
+//
+// Where the web processes carry the app's extension (KTWebContext), what is
+// let through for now never leaves: the extension sends a main-frame
+// document request the allow-list refuses to the app's private scheme, which
+// hands the address over here. The response stage is then a second line.
 class KTWebViewPolicy {
 public:
     // The policy of a view, made at its first decision and freed with it.
@@ -43,6 +48,11 @@ public:
 
     // The page's "download the next page" mark (context menu commands).
     bool needToDownload = false;
+    // The page showing the view, while there is one.
+    KTWebViewController* page = nullptr;
+
+    // The web process stopped a main-frame request for `url` before it left.
+    void refusedBeforeRequest(const std::string& url);
 
     // The first request of the main-frame load in flight, as WebKit sent it.
     const std::optional<std::string>& loadStart() const { return start_; }
@@ -59,6 +69,7 @@ private:
     bool certainlyMainFrame(WebKitNavigationAction* action, const std::string& url) const;
     void openNewTab(KTWebViewController* page, const std::string& url);
     void handOver(KTWebViewController* page, const std::string& url);
+    bool isRefusedScheme(const std::string& url) const;
     std::optional<std::string> deferredRefusal(const std::string& url) const;
     void onLoadChanged(WebKitLoadEvent event);
     void onMainResourceStarted(const std::string& url);

@@ -1,11 +1,13 @@
 // The real DefaultApp, run from copies of the build's template bundle:
 // quitting by key and by SIGTERM and what the next launch restores, a second
 // launch handing its URL to the running instance, and cookies that survive
-// a restart without leaking into another app.
+// a restart without leaking into another app; an enterprise app's own agent
+// and allow-list at work in a made bundle.
 
 #include "support/GuiTest.h"
 
 #include "core/config/KTFileUtil.h"
+#include "core/config/KTPlist.h"
 
 #include <signal.h>
 #include <sys/wait.h>
@@ -15,11 +17,11 @@
 namespace quilt::test {
 namespace {
 
-class EndToEndTest : public GuiTest {
+class EndToEndTest : public PolicyTest {
 protected:
     void SetUp() override
     {
-        GuiTest::SetUp();
+        PolicyTest::SetUp();
         if (IsSkipped())
             return;
         if (!std::getenv("DBUS_SESSION_BUS_ADDRESS"))
@@ -44,7 +46,7 @@ protected:
             for (auto& p : processes_)
                 std::cerr << "---- app log ----\n" << p->log() << "\n";
         processes_.clear();
-        GuiTest::TearDown();
+        PolicyTest::TearDown();
     }
 
     AppBundle makeApp(const std::string& name, const KTJson& settings, const KTJson& behavior = KTJson::object())
@@ -171,6 +173,32 @@ TEST_F(EndToEndTest, CookiesSurviveARestartAndStayInTheirOwnApp)
     ASSERT_TRUE(waitWindows(beta, 1));
     other.signal(SIGTERM);
     EXPECT_TRUE(exitedCleanly(other));
+}
+
+TEST_F(EndToEndTest, EnterpriseAgentReachesPagesAndRefusedAddressesAreNeverRequested)
+{
+    const std::string agent = "CorpAgent/1.0 (managed)";
+    // The server is the app's site as 127.0.0.1 and a foreign one as localhost.
+    const std::string foreign = "http://localhost:" + std::to_string(server->port()) + "/foreign";
+    server->route("/corp", HttpPage::html("Corp", "<img src='/pixel'><script>setTimeout(function() {"
+                                                  " location.href = '" + foreign + "'; }, 300);</script>"));
+    AppBundle app(env->root(), "Corp");
+    ASSERT_TRUE(KTPlist::writeFile(app.path() + "/Contents/Resources/EnterpriseSettings.plist",
+                                   {{"isEnterpriseApp", true},
+                                    {"URL", server->url("/corp")},
+                                    {"customUserAgent", agent},
+                                    {"windowOpacity", 1},
+                                    {"whiteListAllowAll", false},
+                                    {"whiteListAllowPatterns", true},
+                                    {"whiteListPatterns", {"127.0.0.1"}}}));
+    AppProcess& corp = launch(app);
+    ASSERT_TRUE(waitForBrowserUrl(foreign)) << ::testing::PrintToString(browserUrls());
+    EXPECT_EQ(server->hits("/foreign"), 0u);
+    ASSERT_TRUE(waitHits("/pixel", 1));
+    EXPECT_EQ(server->last("/corp")->userAgent, agent);
+    EXPECT_EQ(server->last("/pixel")->userAgent, agent);
+    corp.signal(SIGTERM);
+    EXPECT_TRUE(exitedCleanly(corp));
 }
 
 } // namespace

@@ -179,6 +179,12 @@ void GuiTest::SetUp()
     if (!display || !*display || !gtk_init_check(nullptr, nullptr))
         GTEST_SKIP() << "no display: run inside tests/desktop-session";
     KTDialogs::install();
+    // The test bundle carries the web process extension as a made app does.
+    const std::string extensions = KTWebContext::webExtensionsFolder(env->bundlePath());
+    std::string error;
+    EXPECT_TRUE(KTFileUtil::makeDirectories(KTFileUtil::parentFolder(extensions), &error)
+                && KTFileUtil::copyTree(KTWebContext::webExtensionsFolder(AppBundle::templatePath()), extensions, &error))
+        << error;
     server = std::make_unique<HttpServer>();
     for (const char* title : {"One", "Two", "Three", "Home"}) {
         std::string path = std::string("/") + title;

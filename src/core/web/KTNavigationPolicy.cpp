@@ -1,6 +1,6 @@
 #include "core/web/KTNavigationPolicy.h"
 
-#include "core/web/KTWhiteListManager.h"
+#include "core/web/KTAllowListRules.h"
 
 #include <glib.h>
 
@@ -94,7 +94,7 @@ KTNavigationDecision KTNavigationPolicy::decide(const KTNavigationRequest& reque
     return d;
 }
 
-KTNavigationDecision KTNavigationPolicy::decide(const KTNavigationRequest& request, const KTWhiteListManager& allowList)
+KTNavigationDecision KTNavigationPolicy::decide(const KTNavigationRequest& request, const KTAllowListRules& allowList)
 {
     return decide(request, [&allowList](std::string_view url) { return allowList.isUrlAllow(url); });
 }

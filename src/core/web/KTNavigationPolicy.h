@@ -7,7 +7,7 @@
 
 namespace quilt {
 
-class KTWhiteListManager;
+struct KTAllowListRules;
 
 // The keys held during a click. Only these four count: Caps Lock and Num
 // Lock are not modifiers of a click, so the glue leaves them out.
@@ -68,7 +68,7 @@ public:
 
     // The five tests in order; the first that applies decides.
     static KTNavigationDecision decide(const KTNavigationRequest& request, const Judge& isUrlAllow);
-    static KTNavigationDecision decide(const KTNavigationRequest& request, const KTWhiteListManager& allowList);
+    static KTNavigationDecision decide(const KTNavigationRequest& request, const KTAllowListRules& allowList);
 
     // "http://" or "https://" at the start, exactly (case-sensitive): any
     // other text may belong to another application.

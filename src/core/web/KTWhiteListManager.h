@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/web/KTAllowListRules.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -23,29 +25,29 @@ public:
     bool savePatterns();
     const std::string& getPath() const { return path_; }
 
-    std::vector<std::string> patterns() const { return patterns_; }
+    std::vector<std::string> patterns() const { return rules_.patterns; }
     void addPattern(const std::string& pattern);
     void removePattern(const std::string& pattern);
-    void removeAllPatterns() { patterns_.clear(); }
+    void removeAllPatterns() { rules_.patterns.clear(); }
 
-    bool allowAll() const { return allowAll_; }
-    void setAllowAll(bool v) { allowAll_ = v; }
-    bool allowPatterns() const { return allowPatterns_; }
-    void setAllowPatterns(bool v) { allowPatterns_ = v; }
-    bool allowSubdomains() const { return allowSubdomains_; }
-    void setAllowSubdomains(bool v) { allowSubdomains_ = v; }
+    bool allowAll() const { return rules_.allowAll; }
+    void setAllowAll(bool v) { rules_.allowAll = v; }
+    bool allowPatterns() const { return rules_.allowPatterns; }
+    void setAllowPatterns(bool v) { rules_.allowPatterns = v; }
+    bool allowSubdomains() const { return rules_.allowSubdomains; }
+    void setAllowSubdomains(bool v) { rules_.allowSubdomains = v; }
 
-    bool isUrlAllow(std::string_view url) const;
-    // The last two labels of a fragment's host ("a.b" of "https://w.a.b/x"),
-    // or nullopt when there are fewer than three labels.
-    static std::optional<std::string> mainDomain(std::string_view fragment);
+    bool isUrlAllow(std::string_view url) const { return rules_.isUrlAllow(url); }
+    static std::optional<std::string> mainDomain(std::string_view fragment)
+    {
+        return KTAllowListRules::mainDomain(fragment);
+    }
+    // The list as it is now, saved or not.
+    const KTAllowListRules& rules() const { return rules_; }
 
 private:
     std::string path_;
-    std::vector<std::string> patterns_;
-    bool allowAll_ = true;
-    bool allowPatterns_ = false;
-    bool allowSubdomains_ = false;
+    KTAllowListRules rules_;
 };
 
 } // namespace quilt

@@ -134,12 +134,12 @@ TEST(NavigationPolicy, UsesTheRealAllowList)
     list.setAllowPatterns(true);
     list.addPattern("https://*.site.example/*");
 
-    EXPECT_EQ(KTNavigationPolicy::decide(req("https://mail.site.example/x"), list).action, Action::Allow);
-    EXPECT_EQ(KTNavigationPolicy::decide(req("https://other.test/"), list).action, Action::OpenInDefaultBrowser);
+    EXPECT_EQ(KTNavigationPolicy::decide(req("https://mail.site.example/x"), list.rules()).action, Action::Allow);
+    EXPECT_EQ(KTNavigationPolicy::decide(req("https://other.test/"), list.rules()).action, Action::OpenInDefaultBrowser);
 
     // The same list but allowing everything lets the foreign link stay.
     list.setAllowAll(true);
-    EXPECT_EQ(KTNavigationPolicy::decide(req("https://other.test/"), list).action, Action::Allow);
+    EXPECT_EQ(KTNavigationPolicy::decide(req("https://other.test/"), list.rules()).action, Action::Allow);
 }
 
 struct RootCase {
