@@ -180,8 +180,9 @@ TEST_F(EndToEndTest, EnterpriseAgentReachesPagesAndRefusedAddressesAreNeverReque
     const std::string agent = "CorpAgent/1.0 (managed)";
     // The server is the app's site as 127.0.0.1 and a foreign one as localhost.
     const std::string foreign = "http://localhost:" + std::to_string(server->port()) + "/foreign";
-    server->route("/corp", HttpPage::html("Corp", "<img src='/pixel'><script>setTimeout(function() {"
-                                                  " location.href = '" + foreign + "'; }, 300);</script>"));
+    server->route("/corp", HttpPage::bytes("<!doctype html><html><head><title>Corp</title><meta http-equiv='refresh'"
+                                           " content='1;url=" + foreign + "'></head><body><img src='/pixel'></body></html>",
+                                           "text/html"));
     AppBundle app(env->root(), "Corp");
     ASSERT_TRUE(KTPlist::writeFile(app.path() + "/Contents/Resources/EnterpriseSettings.plist",
                                    {{"isEnterpriseApp", true},
