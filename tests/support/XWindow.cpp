@@ -5,6 +5,7 @@
 #include <gdk/gdkx.h>
 #include <gtk/gtk.h>
 
+#include <cstdio>
 #include <sstream>
 
 namespace quilt::test {
@@ -40,6 +41,16 @@ std::optional<XGeometry> XWindow::geometry() const
         else if (k == "Y") g.y = v;
         else if (k == "WIDTH") g.width = v;
         else if (k == "HEIGHT") g.height = v;
+    }
+    // Client-side decorations add an invisible resize border around what
+    // the user sees; GTK tells its size as left, right, top, bottom.
+    int left = 0, right = 0, top = 0, bottom = 0;
+    std::string extents = property("_GTK_FRAME_EXTENTS");
+    if (std::sscanf(extents.c_str(), "%d, %d, %d, %d", &left, &right, &top, &bottom) == 4) {
+        g.x += left;
+        g.y += top;
+        g.width -= left + right;
+        g.height -= top + bottom;
     }
     return g;
 }

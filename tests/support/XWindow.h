@@ -22,13 +22,15 @@ public:
 
     bool valid() const { return !id_.empty(); }
     const std::string& id() const { return id_; }
-    // `xdotool getwindowgeometry`: position and size on the root window.
+    // `xdotool getwindowgeometry` less the invisible border of client-side
+    // decorations: the window as the user sees it, on the root window.
     std::optional<XGeometry> geometry() const;
     // The raw value of a property as xprop prints it after " = ", or "".
     std::string property(const std::string& name) const;
     // Activates the window, then types the text / presses the keys.
     bool type(const std::string& text) const;
     bool key(const std::string& keys) const;
+    bool activate() const;
 
     // The root size of the screen (the headless desktop's Xvfb screen).
     static XGeometry screen();
@@ -36,7 +38,6 @@ public:
     static bool click(GtkWidget* widget, int x, int y);
 
 private:
-    bool activate() const;
     std::string id_;
 };
 

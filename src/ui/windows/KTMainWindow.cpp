@@ -250,12 +250,23 @@ void KTMainWindow::applyCss()
     gtk_css_provider_load_from_data(css_, css.c_str(), -1, nullptr);
 }
 
+int KTMainWindow::titlebarHeight() const
+{
+    // GTK sizes a window by its content: the title bar comes on top.
+    if (!gtk_widget_get_visible(headerBar_))
+        return 0;
+    int h = gtk_widget_get_allocated_height(headerBar_);
+    if (h <= 1)
+        gtk_widget_get_preferred_height(headerBar_, nullptr, &h);
+    return h;
+}
+
 KTRect KTMainWindow::frame() const
 {
     int x = 0, y = 0, w = 0, h = 0;
     gtk_window_get_position(GTK_WINDOW(window_), &x, &y);
     gtk_window_get_size(GTK_WINDOW(window_), &w, &h);
-    return KTRect{double(x), double(y), double(w), double(h)};
+    return KTRect{double(x), double(y), double(w), double(h + titlebarHeight())};
 }
 
 void KTMainWindow::setFrame(const KTRect& frame)
@@ -270,8 +281,9 @@ void KTMainWindow::setFrame(const KTRect& frame)
         f.x = std::clamp(f.x, area->x, std::max(area->x, area->x + area->width - w));
         f.y = std::clamp(f.y, area->y, std::max(area->y, area->y + area->height - h));
     }
-    if (f.width >= 1 && f.height >= 1)
-        gtk_window_resize(GTK_WINDOW(window_), int(std::lround(f.width)), int(std::lround(f.height)));
+    int contentHeight = int(std::lround(f.height)) - titlebarHeight();
+    if (f.width >= 1 && contentHeight >= 1)
+        gtk_window_resize(GTK_WINDOW(window_), int(std::lround(f.width)), contentHeight);
     gtk_window_move(GTK_WINDOW(window_), int(std::lround(f.x)), int(std::lround(f.y)));
 }
 
@@ -284,6 +296,7 @@ void KTMainWindow::center()
     }
     int w = 0, h = 0;
     gtk_window_get_size(GTK_WINDOW(window_), &w, &h);
+    h += titlebarHeight();
     gtk_window_move(GTK_WINDOW(window_), int(area->x) + std::max(0, (int(area->width) - w) / 2),
                     int(area->y) + std::max(0, (int(area->height) - h) / 2));
 }

@@ -57,8 +57,10 @@ public:
 
     void setBackgroundColor(const KTColor& color);
     const KTColor& backgroundColor() const { return background_; }
-    // "{{x, y}, {w, h}}" form of the window's frame and its inverse. A frame
-    // is fitted into the screen's work area: never larger, never off it.
+    // "{{x, y}, {w, h}}" form of the window's frame and its inverse: the
+    // window as the user sees it, title bar included, without the invisible
+    // resize border. A frame is fitted into the screen's work area: never
+    // larger, never off it.
     KTRect frame() const;
     void setFrame(const KTRect& frame);
     void center();
@@ -66,6 +68,7 @@ public:
 private:
     void applyCss();
     void applyAlpha();
+    int titlebarHeight() const;
     void showTitleChild();
 
     GtkWidget* window_ = nullptr;
