@@ -608,7 +608,7 @@ void AppDelegate::setFirstWindowShadow(bool) {}
 void AppDelegate::setFirstWindowAlpha(double alpha)
 {
     if (auto* w = firstWindow())
-        gtk_widget_set_opacity(GTK_WIDGET(w->window().window()), std::clamp(alpha, 0.0, 1.0));
+        w->window().setAlpha(alpha);
 }
 
 void AppDelegate::setApplicationIcon(GdkPixbuf* image)

@@ -66,6 +66,17 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
     container_ = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
     g_object_ref_sink(container_);
     gtk_box_pack_start(GTK_BOX(container_), progress_, FALSE, FALSE, 0);
+    // Why the last load failed, over whatever page stays visible.
+    failureNotice_ = gtk_label_new("");
+    gtk_label_set_ellipsize(GTK_LABEL(failureNotice_), PANGO_ELLIPSIZE_END);
+    gtk_label_set_xalign(GTK_LABEL(failureNotice_), 0);
+    gtk_widget_set_margin_start(failureNotice_, 8);
+    gtk_widget_set_margin_end(failureNotice_, 8);
+    gtk_widget_set_margin_top(failureNotice_, 4);
+    gtk_widget_set_margin_bottom(failureNotice_, 4);
+    gtk_widget_set_no_show_all(failureNotice_, TRUE);
+    gtk_style_context_add_class(gtk_widget_get_style_context(failureNotice_), "quilt-load-failure");
+    gtk_box_pack_start(GTK_BOX(container_), failureNotice_, FALSE, FALSE, 0);
     gtk_box_pack_start(GTK_BOX(container_), GTK_WIDGET(webview_), TRUE, TRUE, 0);
     gtk_widget_set_opacity(progress_, 0.0);
     gtk_widget_show(progress_);
@@ -280,6 +291,11 @@ std::string KTWebViewController::title() const
     return t ? t : "";
 }
 
+std::string KTWebViewController::failureText() const
+{
+    return gtk_widget_get_visible(failureNotice_) ? gtk_label_get_text(GTK_LABEL(failureNotice_)) : "";
+}
+
 bool KTWebViewController::isLoading() const { return webkit_web_view_is_loading(webview_); }
 
 void KTWebViewController::setProgressVisible(bool visible)
@@ -295,6 +311,7 @@ void KTWebViewController::onLoadChanged(WebKitLoadEvent event)
     auto& settings = KTSettingsManager::sharedManager();
     switch (event) {
     case WEBKIT_LOAD_STARTED:
+        gtk_widget_hide(failureNotice_);
         committed_ = false;
         finishPending_ = false;
         sourceURL = url();
@@ -343,10 +360,20 @@ void KTWebViewController::recordFinishedPage()
 
 void KTWebViewController::onLoadFailed(const char* uri, GError* error)
 {
-    // Only logged: the last page stays visible, no error page.
+    // Logged; the last page stays visible, with no error page over it.
     KTLog::line(std::string(error ? error->message : "load failed") + " (" + (uri ? uri : "") + ")");
     sourceURL.reset();
     setProgressVisible(false);
+    // A load the user or the app stopped on purpose (stop, a download, a
+    // link sent to the browser) is no failure to tell about.
+    bool deliberate = !error || g_error_matches(error, WEBKIT_NETWORK_ERROR, WEBKIT_NETWORK_ERROR_CANCELLED)
+        || g_error_matches(error, WEBKIT_POLICY_ERROR, WEBKIT_POLICY_ERROR_FRAME_LOAD_INTERRUPTED_BY_POLICY_CHANGE)
+        || g_error_matches(error, WEBKIT_PLUGIN_ERROR, WEBKIT_PLUGIN_ERROR_WILL_HANDLE_LOAD);
+    if (deliberate)
+        return;
+    std::string text = "Could not open " + std::string(uri ? uri : "the page") + ": " + error->message;
+    gtk_label_set_text(GTK_LABEL(failureNotice_), text.c_str());
+    gtk_widget_show(failureNotice_);
 }
 
 void KTWebViewController::onLoadingChanged()

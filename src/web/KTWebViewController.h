@@ -56,6 +56,8 @@ public:
     GtkWidget* view() const { return container_; }
     WebKitWebView* webview() const { return webview_; }
     GtkWidget* progress() const { return progress_; }
+    // The line that says why the last load failed; empty when it did not.
+    std::string failureText() const;
 
     KTWebViewControllerDelegate* delegate = nullptr;
     KTTabItem* item = nullptr;
@@ -119,6 +121,7 @@ private:
 
     GtkWidget* container_ = nullptr; // owned through a reference
     GtkWidget* progress_ = nullptr;
+    GtkWidget* failureNotice_ = nullptr;
     WebKitWebView* webview_ = nullptr;
     GRef<WebKitUserContentManager> contentManager_;
     bool abLoaded_ = false;

@@ -22,6 +22,13 @@ GtkWidget* cornerButton(const char* icon, const char* tooltip, GCallback clicked
     g_signal_connect(b, "clicked", clicked, data);
     return b;
 }
+
+GtkWidget* verticalBox()
+{
+    GtkWidget* box = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+    gtk_widget_show(box);
+    return box;
+}
 } // namespace
 
 KTMainWindow::KTMainWindow(GtkApplication* app)
@@ -34,16 +41,37 @@ KTMainWindow::KTMainWindow(GtkApplication* app)
     gtk_style_context_add_class(gtk_widget_get_style_context(window_), cssClass_.c_str());
     headerBar_ = gtk_header_bar_new();
     gtk_header_bar_set_show_close_button(GTK_HEADER_BAR(headerBar_), TRUE);
+    // The header bar's own title is never used: clearing it would clear the
+    // window's title too, and the task list would show nothing.
+    titleStack_ = gtk_stack_new();
+    // Sized by what it shows: a hidden address field takes no room.
+    gtk_stack_set_hhomogeneous(GTK_STACK(titleStack_), FALSE);
+    titleLabel_ = gtk_label_new("");
+    gtk_label_set_ellipsize(GTK_LABEL(titleLabel_), PANGO_ELLIPSIZE_END);
+    gtk_style_context_add_class(gtk_widget_get_style_context(titleLabel_), "title");
+    gtk_stack_add_named(GTK_STACK(titleStack_), titleLabel_, "title");
+    gtk_stack_add_named(GTK_STACK(titleStack_), gtk_label_new(""), "none");
+    gtk_widget_show_all(titleStack_);
+    gtk_header_bar_set_custom_title(GTK_HEADER_BAR(headerBar_), titleStack_);
     gtk_widget_show(headerBar_);
     gtk_window_set_titlebar(GTK_WINDOW(window_), headerBar_);
 
-    overlay_ = gtk_overlay_new();
-    gtk_container_add(GTK_CONTAINER(window_), overlay_);
-    gtk_widget_show(overlay_);
+    GtkWidget* column = verticalBox();
+    menuBarArea_ = verticalBox();
+    findBarArea_ = verticalBox();
+    contentArea_ = verticalBox();
+    gtk_box_pack_start(GTK_BOX(column), menuBarArea_, FALSE, FALSE, 0);
+    gtk_box_pack_start(GTK_BOX(column), findBarArea_, FALSE, FALSE, 0);
+    gtk_box_pack_start(GTK_BOX(column), contentArea_, TRUE, TRUE, 0);
+    gtk_container_add(GTK_CONTAINER(window_), column);
 
     css_ = gtk_css_provider_new();
     gtk_style_context_add_provider_for_screen(gdk_screen_get_default(), GTK_STYLE_PROVIDER(css_),
                                               GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+    realizeSignal_ = KTSignal(window_, "realize", G_CALLBACK(+[](GtkWidget*, KTMainWindow* self) {
+                                  self->applyAlpha();
+                              }),
+                              this, G_CONNECT_AFTER);
 
     titlebarObservation_ = KTObservation(names::kTitlebarVisibilityChange, [this](const KTNotification& n) {
         if (json::boolFor(n.userInfo, "TitlebarVisibility"))
@@ -59,6 +87,7 @@ KTMainWindow::KTMainWindow(GtkApplication* app)
 KTMainWindow::~KTMainWindow()
 {
     titlebarObservation_.reset();
+    realizeSignal_ = KTSignal();
     gtk_style_context_remove_provider_for_screen(gdk_screen_get_default(), GTK_STYLE_PROVIDER(css_));
     g_object_unref(css_);
     gtk_widget_destroy(window_);
@@ -67,15 +96,48 @@ KTMainWindow::~KTMainWindow()
 
 void KTMainWindow::setContent(GtkWidget* content)
 {
-    gtk_container_add(GTK_CONTAINER(overlay_), content);
+    gtk_box_pack_start(GTK_BOX(contentArea_), content, TRUE, TRUE, 0);
+}
+
+void KTMainWindow::setTitle(const std::string& title)
+{
+    gtk_window_set_title(GTK_WINDOW(window_), title.c_str());
+    gtk_label_set_text(GTK_LABEL(titleLabel_), title.c_str());
+}
+
+std::string KTMainWindow::title() const
+{
+    const char* t = gtk_window_get_title(GTK_WINDOW(window_));
+    return t ? t : "";
+}
+
+void KTMainWindow::setMiddleWidget(GtkWidget* middle)
+{
+    middle_ = middle;
+    gtk_stack_add_named(GTK_STACK(titleStack_), middle_, "middle");
+    showTitleChild();
+}
+
+void KTMainWindow::showMiddleWidget(bool shown)
+{
+    middleShown_ = shown;
+    showTitleChild();
+}
+
+void KTMainWindow::showTitleChild()
+{
+    const char* child = middleShown_ && middle_ ? "middle" : (hidden_ ? "none" : "title");
+    if (middle_)
+        gtk_widget_set_visible(middle_, middleShown_);
+    gtk_stack_set_visible_child_name(GTK_STACK(titleStack_), child);
 }
 
 void KTMainWindow::updateWindowButtons()
 {
     hidden_ = true;
-    gtk_widget_hide(headerBar_);
     if (!buttonWrapper_) {
-        // The corner: a 70 x 22 strip of buttons in a 50 x 20 hover area.
+        // The corner: close, minimise and maximise at the header's start,
+        // shown while the pointer is over them.
         buttonWrapper_ = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 0);
         gtk_style_context_add_class(gtk_widget_get_style_context(buttonWrapper_), "quilt-corner-buttons");
         gtk_box_pack_start(GTK_BOX(buttonWrapper_),
@@ -97,8 +159,7 @@ void KTMainWindow::updateWindowButtons()
                                         window_),
                            FALSE, FALSE, 0);
         hoverArea_ = gtk_event_box_new();
-        gtk_widget_set_halign(hoverArea_, GTK_ALIGN_START);
-        gtk_widget_set_valign(hoverArea_, GTK_ALIGN_START);
+        gtk_widget_set_valign(hoverArea_, GTK_ALIGN_CENTER);
         gtk_widget_add_events(hoverArea_, GDK_ENTER_NOTIFY_MASK | GDK_LEAVE_NOTIFY_MASK);
         gtk_container_add(GTK_CONTAINER(hoverArea_), buttonWrapper_);
         g_signal_connect(hoverArea_, "enter-notify-event",
@@ -115,18 +176,23 @@ void KTMainWindow::updateWindowButtons()
                              return FALSE;
                          }),
                          this);
-        gtk_overlay_add_overlay(GTK_OVERLAY(overlay_), hoverArea_);
+        gtk_header_bar_pack_start(GTK_HEADER_BAR(headerBar_), hoverArea_);
+        // First in the bar, before anything the toolbar packs.
+        gtk_container_child_set(GTK_CONTAINER(headerBar_), hoverArea_, "position", 0, nullptr);
     }
+    gtk_header_bar_set_show_close_button(GTK_HEADER_BAR(headerBar_), FALSE);
     gtk_widget_show_all(hoverArea_);
     hideButtons();
+    showTitleChild();
 }
 
 void KTMainWindow::resetButtons()
 {
     hidden_ = false;
-    gtk_widget_show(headerBar_);
+    gtk_header_bar_set_show_close_button(GTK_HEADER_BAR(headerBar_), TRUE);
     if (hoverArea_)
         gtk_widget_hide(hoverArea_);
+    showTitleChild();
 }
 
 void KTMainWindow::showButtons()
@@ -143,6 +209,20 @@ void KTMainWindow::hideButtons()
         gtk_widget_set_opacity(buttonWrapper_, 0.0);
 }
 
+void KTMainWindow::setAlpha(double alpha)
+{
+    alpha_ = std::clamp(alpha, 0.0, 1.0);
+    applyAlpha();
+}
+
+void KTMainWindow::applyAlpha()
+{
+    // Before realization GTK keeps the value but never writes
+    // _NET_WM_WINDOW_OPACITY; setting it again once realized does.
+    if (alpha_ && gtk_widget_get_realized(window_))
+        gtk_widget_set_opacity(window_, *alpha_);
+}
+
 void KTMainWindow::setBackgroundColor(const KTColor& color)
 {
     background_ = color;
@@ -153,19 +233,32 @@ void KTMainWindow::applyCss()
 {
     std::string sel = "window." + cssClass_;
     std::string css;
-    if (!background_.isSystem())
+    if (!background_.isSystem()) {
         css += sel + ", " + sel + " headerbar { background: " + background_.cssString() + "; }\n";
-    // The title follows the window colour: black on light, white on dark.
-    if (!background_.isSystem())
-        css += sel + " headerbar, " + sel + " headerbar .title, " + sel + " headerbar button.titlebutton { color: " + std::string(background_.colorIsLight() ? "black" : "white")
-            + "; }\n";
+        // The title follows the window colour: black on light, white on dark.
+        css += sel + " headerbar, " + sel + " headerbar .title, " + sel + " headerbar button.titlebutton { color: "
+            + std::string(background_.colorIsLight() ? "black" : "white") + "; }\n";
+    }
     if (!KTSettingsManager::sharedManager().windowShadow())
         css += sel + " decoration { box-shadow: none; }\n";
     css += sel + " .quilt-corner-buttons button { min-height: 18px; min-width: 18px; padding: 2px; }\n";
+    // The progress line: one pixel of the theme's selection blue on nothing.
     css += sel + " .quilt-progress trough, " + sel
-        + " .quilt-progress progress { min-height: 2px; border: none; border-radius: 0; }\n";
+        + " .quilt-progress progress { min-height: 1px; border: none; border-radius: 0; box-shadow: none; }\n";
     css += sel + " .quilt-progress trough { background: transparent; }\n";
+    css += sel + " .quilt-progress progress { background: @theme_selected_bg_color; }\n";
     gtk_css_provider_load_from_data(css_, css.c_str(), -1, nullptr);
+}
+
+int KTMainWindow::titlebarHeight() const
+{
+    // GTK sizes a window by its content: the title bar comes on top.
+    if (!gtk_widget_get_visible(headerBar_))
+        return 0;
+    int h = gtk_widget_get_allocated_height(headerBar_);
+    if (h <= 1)
+        gtk_widget_get_preferred_height(headerBar_, nullptr, &h);
+    return h;
 }
 
 KTRect KTMainWindow::frame() const
@@ -173,14 +266,25 @@ KTRect KTMainWindow::frame() const
     int x = 0, y = 0, w = 0, h = 0;
     gtk_window_get_position(GTK_WINDOW(window_), &x, &y);
     gtk_window_get_size(GTK_WINDOW(window_), &w, &h);
-    return KTRect{double(x), double(y), double(w), double(h)};
+    return KTRect{double(x), double(y), double(w), double(h + titlebarHeight())};
 }
 
 void KTMainWindow::setFrame(const KTRect& frame)
 {
-    if (frame.width >= 1 && frame.height >= 1)
-        gtk_window_resize(GTK_WINDOW(window_), int(std::lround(frame.width)), int(std::lround(frame.height)));
-    gtk_window_move(GTK_WINDOW(window_), int(std::lround(frame.x)), int(std::lround(frame.y)));
+    KTRect f = frame;
+    if (auto area = KTScreen::mainWorkArea()) {
+        if (f.width >= 1)
+            f.width = std::min(f.width, area->width);
+        if (f.height >= 1)
+            f.height = std::min(f.height, area->height);
+        double w = f.width >= 1 ? f.width : 0, h = f.height >= 1 ? f.height : 0;
+        f.x = std::clamp(f.x, area->x, std::max(area->x, area->x + area->width - w));
+        f.y = std::clamp(f.y, area->y, std::max(area->y, area->y + area->height - h));
+    }
+    int contentHeight = int(std::lround(f.height)) - titlebarHeight();
+    if (f.width >= 1 && contentHeight >= 1)
+        gtk_window_resize(GTK_WINDOW(window_), int(std::lround(f.width)), contentHeight);
+    gtk_window_move(GTK_WINDOW(window_), int(std::lround(f.x)), int(std::lround(f.y)));
 }
 
 void KTMainWindow::center()
@@ -192,6 +296,7 @@ void KTMainWindow::center()
     }
     int w = 0, h = 0;
     gtk_window_get_size(GTK_WINDOW(window_), &w, &h);
+    h += titlebarHeight();
     gtk_window_move(GTK_WINDOW(window_), int(area->x) + std::max(0, (int(area->width) - w) / 2),
                     int(area->y) + std::max(0, (int(area->height) - h) / 2));
 }

@@ -7,6 +7,7 @@
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTUserDefaults.h"
 #include "ui/dialogs/KTQuitConfirmation.h"
+#include "ui/windows/KTScreen.h"
 
 #include <algorithm>
 #include <cmath>
@@ -69,6 +70,7 @@ KTMainWindowController* KTMainWindowController::create(std::unique_ptr<KTWebView
     std::unique_ptr<KTMainWindowController> c(new KTMainWindowController(std::move(first)));
     KTMainWindowController* raw = c.get();
     windowList().push_back(std::move(c));
+    raw->applyDefaultFrame();
     raw->windowDidLoad();
     if (windowsDelegate_)
         windowsDelegate_->windowDidOpen(raw);
@@ -99,8 +101,21 @@ KTMainWindowController::~KTMainWindowController()
         tabController_->delegate = nullptr;
     tabController_.reset();
     window_.reset();
-    gtk_widget_destroy(urlEntry_);
-    g_object_unref(urlEntry_);
+    urlField_.reset();
+}
+
+void KTMainWindowController::applyDefaultFrame()
+{
+    auto area = KTScreen::mainWorkArea();
+    if (!area)
+        return;
+    if (KTQuiltManager::quiltCreationToolBuild()) {
+        KTSize size = KTQuiltManager::quiltCreationToolWindowSize();
+        window_->setFrame(KTRect{area->x, area->y, size.width, size.height});
+        window_->center();
+    } else {
+        window_->setFrame(*area);
+    }
 }
 
 void KTMainWindowController::buildToolbar()
@@ -116,18 +131,18 @@ void KTMainWindowController::buildToolbar()
     GtkWidget* home = toolButton("go-home-symbolic", "Home", "app.home");
     gtk_header_bar_pack_start(bar, home);
 
-    // Moved in and out of the title bar with the toolbar: kept alive here.
-    urlEntry_ = gtk_entry_new();
-    g_object_ref_sink(urlEntry_);
-    gtk_entry_set_placeholder_text(GTK_ENTRY(urlEntry_), "Search or enter address");
-    gtk_entry_set_input_purpose(GTK_ENTRY(urlEntry_), GTK_INPUT_PURPOSE_URL);
-    gtk_widget_set_hexpand(urlEntry_, TRUE);
-    gtk_widget_set_size_request(urlEntry_, 360, -1);
-    signals_.emplace_back(urlEntry_, "activate", G_CALLBACK(+[](GtkEntry* e, KTMainWindowController* self) {
-                              // Return: the whole text, even an empty one.
-                              self->tabController_->openUrl(gtk_entry_get_text(e));
-                          }),
-                          this);
+    urlField_ = std::make_unique<KTURLBarField>();
+    // Return: the whole text, even an empty one; then the page has the keys.
+    urlField_->onReturn = [this](const std::string& text) {
+        openTypedText(text);
+        focusPage();
+    };
+    urlField_->onEscape = [this]() {
+        KTWebViewController* page = tabController_->selectedWebViewController();
+        urlField_->setURLString(page ? page->url() : "");
+        focusPage();
+    };
+    window_->setMiddleWidget(urlField_->widget());
 
     GtkWidget* menu = gtk_menu_button_new();
     gtk_button_set_image(GTK_BUTTON(menu), gtk_image_new_from_icon_name("open-menu-symbolic", GTK_ICON_SIZE_BUTTON));
@@ -159,9 +174,8 @@ void KTMainWindowController::windowDidLoad()
     observations_.emplace_back(names::kShowHideToolbarButton, [this](const KTNotification&) {
         gtk_widget_set_visible(toolbarButton_, !KTSettingsManager::sharedManager().hideToolbarButton());
     });
-    GtkWidget* win = GTK_WIDGET(window_->window());
     // The stored value is a fraction; the absent value 100 clamps to opaque.
-    gtk_widget_set_opacity(win, std::clamp(s.windowOpacity(), 0.0, 1.0));
+    window_->setAlpha(s.windowOpacity());
     unsigned long appearance = s.appearance();
     if (appearance == 1 || appearance == 2)
         g_object_set(gtk_settings_get_default(), "gtk-application-prefer-dark-theme", appearance == 2, nullptr);
@@ -174,6 +188,8 @@ void KTMainWindowController::windowDidLoad()
     if (KTUserDefaults::standardUserDefaults().boolForKey("ToolbarVisible"))
         tabController_->showToolbar();
     gtk_widget_set_visible(toolbarButton_, !s.hideToolbarButton());
+    // The page has the keys from the start, not whatever GTK focuses first.
+    focusPage();
 }
 
 void KTMainWindowController::showWindow()
@@ -181,17 +197,11 @@ void KTMainWindowController::showWindow()
     gtk_window_present(window_->window());
 }
 
-std::string KTMainWindowController::titleText() const
-{
-    return gtk_header_bar_get_title(window_->headerBar()) ? gtk_header_bar_get_title(window_->headerBar()) : "";
-}
-
 void KTMainWindowController::updateWindowTitlebar()
 {
     auto& s = KTSettingsManager::sharedManager();
     std::string title = s.hideTitle() ? " " : KTQuiltManager::applicationName();
-    gtk_window_set_title(window_->window(), title.c_str());
-    gtk_header_bar_set_title(window_->headerBar(), toolbarShown_ ? nullptr : title.c_str());
+    window_->setTitle(title);
     GList* icons = gtk_window_get_default_icon_list();
     if (icons) {
         GdkPixbuf* small = gdk_pixbuf_scale_simple(GDK_PIXBUF(icons->data), 20, 20, GDK_INTERP_BILINEAR);
@@ -245,6 +255,22 @@ void KTMainWindowController::hidePreferences(bool) {}
 
 void KTMainWindowController::openUrl(const std::string& text) { tabController_->openUrl(text); }
 
+void KTMainWindowController::openTypedText(const std::string& text)
+{
+    tabController_->openUrl(addressShortcutFor(text).value_or(text));
+}
+
+std::optional<std::string> KTMainWindowController::addressShortcutFor(const std::string&) const
+{
+    return std::nullopt;
+}
+
+void KTMainWindowController::focusPage()
+{
+    if (KTWebViewController* page = tabController_->selectedWebViewController())
+        gtk_widget_grab_focus(GTK_WIDGET(page->webview()));
+}
+
 void KTMainWindowController::toggleToolbar()
 {
     if (toolbarShown_)
@@ -258,12 +284,7 @@ void KTMainWindowController::setToolbarShown(bool shown)
     toolbarShown_ = shown;
     for (GtkWidget* w : toolbarItems_)
         gtk_widget_set_visible(w, shown);
-    if (shown) {
-        gtk_header_bar_set_custom_title(window_->headerBar(), urlEntry_);
-        gtk_widget_show(urlEntry_);
-    } else {
-        gtk_header_bar_set_custom_title(window_->headerBar(), nullptr);
-    }
+    window_->showMiddleWidget(shown);
     gtk_button_set_image(GTK_BUTTON(toolbarButton_),
                          gtk_image_new_from_icon_name(shown ? "view-conceal-symbolic" : "view-reveal-symbolic",
                                                       GTK_ICON_SIZE_BUTTON));
@@ -333,36 +354,32 @@ void KTMainWindowController::releaseLater(KTMainWindowController* controller)
     }, owned);
 }
 
-void KTMainWindowController::needChangeUrl(const std::string& url)
-{
-    // Typing is not interrupted by a page that moves on.
-    if (!gtk_widget_has_focus(urlEntry_))
-        gtk_entry_set_text(GTK_ENTRY(urlEntry_), url.c_str());
-}
+void KTMainWindowController::needChangeUrl(const std::string& url) { urlField_->setURLString(url); }
 
-void KTMainWindowController::changeSecureStatus(bool secure)
-{
-    gtk_entry_set_icon_from_icon_name(GTK_ENTRY(urlEntry_), GTK_ENTRY_ICON_PRIMARY,
-                                      secure ? "channel-secure-symbolic" : nullptr);
-}
+void KTMainWindowController::changeSecureStatus(bool secure) { urlField_->setSecure(secure); }
 
-void KTMainWindowController::changeLoadStatus(bool loading)
-{
-    gtk_entry_set_icon_from_icon_name(GTK_ENTRY(urlEntry_), GTK_ENTRY_ICON_SECONDARY,
-                                      loading ? "process-stop-symbolic" : "view-refresh-symbolic");
-}
+void KTMainWindowController::changeLoadStatus(bool loading) { urlField_->setLoadingState(loading); }
 
 void KTMainWindowController::editUrl()
 {
     tabController_->showToolbar();
-    gtk_widget_grab_focus(urlEntry_);
+    gtk_widget_grab_focus(GTK_WIDGET(urlField_->entry()));
 }
 
-void KTMainWindowController::newTabWasCreated() { gtk_widget_grab_focus(urlEntry_); }
+void KTMainWindowController::newTabWasCreated() { gtk_widget_grab_focus(GTK_WIDGET(urlField_->entry())); }
+
+void KTMainWindowController::tabWasSelected() { updateWindowColor(); }
 
 KTMainWindowController* KTMainWindowController::needCreateWindowForController(std::unique_ptr<KTWebViewController> page)
 {
     KTMainWindowController* c = create(std::move(page));
+    // A window opened from this one: its frame, a step down and right, kept
+    // on screen.
+    KTRect from = window_->frame();
+    if (!from.isEmpty()) {
+        constexpr double kCascade = 24;
+        c->window_->setFrame(KTRect{from.x + kCascade, from.y + kCascade, from.width, from.height});
+    }
     c->showWindow();
     return c;
 }

@@ -4,9 +4,12 @@
 #include "ui/windows/KTMainWindow.h"
 #include "ui/windows/KTMainWindowsDelegate.h"
 #include "ui/windows/KTTabViewController.h"
+#include "ui/windows/KTURLBarField.h"
 
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace quilt {
@@ -37,16 +40,19 @@ public:
 
     KTMainWindow& window() { return *window_; }
     KTTabViewController* tabController() const { return tabController_.get(); }
-    GtkWidget* urlTextField() const { return urlEntry_; }
+    KTURLBarField& urlTextField() { return *urlField_; }
     KTDownloadsView* downloadsView() const { return downloads_.get(); }
     bool toolbarShown() const { return toolbarShown_; }
-    std::string titleText() const;
+    std::string titleText() const { return window_->title(); }
 
     void showWindow();
     void updateWindowTitlebar();
     void updateWindowColor();
     void hidePreferences(bool hide);
     void openUrl(const std::string& text);
+    // Return in the address field: an address shortcut's URL, or the text
+    // (completed to an address or a search by the page).
+    void openTypedText(const std::string& text);
     void toggleToolbar();
     // The close button's question: `decided` gets true when the window may
     // go, at once or once the user has answered. It does not run when the
@@ -64,11 +70,18 @@ public:
     KTMainWindowController* needCreateWindowForController(std::unique_ptr<KTWebViewController> page) override;
     void setToolbarShown(bool shown) override;
     void closeLastTab() override;
+    void tabWasSelected() override;
 
 private:
     explicit KTMainWindowController(std::unique_ptr<KTWebViewController> first);
     void windowDidLoad();
     void buildToolbar();
+    // The URL an address shortcut gives for typed text; none by default.
+    std::optional<std::string> addressShortcutFor(const std::string& text) const;
+    void focusPage();
+    // Where a window goes before anything else places it: the creation
+    // tool's size, centred, or the screen's work area.
+    void applyDefaultFrame();
     void applyWindowColor(const KTColor& color);
     static void releaseLater(KTMainWindowController* controller);
     // The window is going: its pages stop reporting and let go of their sites.
@@ -76,7 +89,7 @@ private:
 
     std::unique_ptr<KTMainWindow> window_;
     std::unique_ptr<KTTabViewController> tabController_;
-    GtkWidget* urlEntry_ = nullptr;
+    std::unique_ptr<KTURLBarField> urlField_;
     GtkWidget* titleIcon_ = nullptr;
     std::vector<GtkWidget*> toolbarItems_;
     GtkWidget* toolbarButton_ = nullptr;

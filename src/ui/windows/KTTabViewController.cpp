@@ -13,6 +13,40 @@
 
 namespace quilt {
 
+namespace {
+// Flat, square tabs with faint grey fills: a resting tab is black at 5 %, a
+// hovered one at 15 %, the selected one unfilled; thin dividers between.
+constexpr const char* kTabStyle = R"css(
+notebook.quilt-tabs > header { background: transparent; border: none; box-shadow: none; padding: 0; margin: 0; }
+notebook.quilt-tabs > header tabs { margin: 0; }
+notebook.quilt-tabs > header tab {
+    border-radius: 0; margin: 0; padding: 0 4px; border: none; outline: none;
+    background: rgba(0, 0, 0, 0.05); box-shadow: inset -1px 0 rgba(0, 0, 0, 0.15); min-height: 0;
+}
+notebook.quilt-tabs > header tab:hover { background: rgba(0, 0, 0, 0.15); }
+notebook.quilt-tabs > header tab:checked { background: transparent; }
+notebook.quilt-tabs > header tab button { min-height: 16px; min-width: 16px; padding: 0; margin: 0; }
+notebook.quilt-tabs > header > button { min-height: 16px; padding: 0 4px; border-radius: 0; }
+notebook.quilt-tabs.quilt-tabbar-22 > header tab { min-height: 22px; }
+notebook.quilt-tabs.quilt-tabbar-26 > header tab { min-height: 26px; }
+)css";
+
+// A tab's width when there is room; the strip scrolls when there is not.
+constexpr int kTabWidth = 100;
+constexpr int kTabPadding = 8;
+
+void installTabStyle()
+{
+    static GtkCssProvider* style = nullptr;
+    if (style || !gdk_screen_get_default())
+        return;
+    style = gtk_css_provider_new();
+    gtk_css_provider_load_from_data(style, kTabStyle, -1, nullptr);
+    gtk_style_context_add_provider_for_screen(gdk_screen_get_default(), GTK_STYLE_PROVIDER(style),
+                                              GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+}
+} // namespace
+
 // A tab's label: favicon, title and close button.
 class KTTabViewController::TabLabel : public KTTabItem {
 public:
@@ -25,9 +59,12 @@ public:
         icon_ = gtk_image_new_from_icon_name("text-html-symbolic", GTK_ICON_SIZE_MENU);
         label_ = gtk_label_new(text.c_str());
         gtk_label_set_ellipsize(GTK_LABEL(label_), PANGO_ELLIPSIZE_END);
-        gtk_label_set_width_chars(GTK_LABEL(label_), 6);
-        gtk_label_set_max_width_chars(GTK_LABEL(label_), 18);
-        gtk_widget_set_hexpand(label_, TRUE);
+        // The box sets the tab's width; the title fills what the icon and
+        // the close button leave. An expanding label would stretch the tab.
+        gtk_label_set_width_chars(GTK_LABEL(label_), 1);
+        gtk_label_set_max_width_chars(GTK_LABEL(label_), 1);
+        gtk_label_set_xalign(GTK_LABEL(label_), 0);
+        gtk_widget_set_size_request(box_, kTabWidth - kTabPadding, -1);
         GtkWidget* close = gtk_button_new_from_icon_name("window-close-symbolic", GTK_ICON_SIZE_MENU);
         gtk_button_set_relief(GTK_BUTTON(close), GTK_RELIEF_NONE);
         gtk_widget_set_focus_on_click(close, FALSE);
@@ -91,16 +128,14 @@ KTTabViewController::KTTabViewController(std::unique_ptr<KTWebViewController> fi
     gtk_notebook_set_show_border(GTK_NOTEBOOK(notebook_), FALSE);
     gtk_notebook_set_show_tabs(GTK_NOTEBOOK(notebook_), FALSE);
     gtk_style_context_add_class(gtk_widget_get_style_context(notebook_), "quilt-tabs");
-    heightCss_ = gtk_css_provider_new();
-    gtk_style_context_add_provider(gtk_widget_get_style_context(notebook_), GTK_STYLE_PROVIDER(heightCss_),
-                                   GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+    installTabStyle();
 
     GtkWidget* add = gtk_button_new_from_icon_name("list-add-symbolic", GTK_ICON_SIZE_MENU);
     gtk_button_set_relief(GTK_BUTTON(add), GTK_RELIEF_NONE);
     gtk_widget_set_tooltip_text(add, "New Tab");
     g_signal_connect(add, "clicked", G_CALLBACK(+[](GtkButton*, KTTabViewController* self) {
                          // The tab strip's own add button: a new tab, selected.
-                         self->addNewTab();
+                         self->addNewTabToTabView();
                      }),
                      this);
     gtk_widget_show(add);
@@ -137,7 +172,6 @@ KTTabViewController::~KTTabViewController()
     while (gtk_notebook_get_n_pages(GTK_NOTEBOOK(notebook_)) > 0)
         gtk_notebook_remove_page(GTK_NOTEBOOK(notebook_), -1);
     tabs_.clear();
-    g_object_unref(heightCss_);
     gtk_widget_destroy(root_);
     g_object_unref(root_);
 }
@@ -323,7 +357,7 @@ void KTTabViewController::syncNotebook()
         }
         gtk_notebook_insert_page(nb, child, t.label->widget(), gint(i));
         gtk_notebook_set_tab_reorderable(nb, child, TRUE);
-        gtk_container_child_set(GTK_CONTAINER(notebook_), child, "tab-expand", TRUE, nullptr);
+        gtk_container_child_set(GTK_CONTAINER(notebook_), child, "tab-expand", FALSE, nullptr);
     }
     showSelectedPage();
     syncing_ = false;
@@ -352,28 +386,27 @@ void KTTabViewController::onPageReordered(GtkWidget* child, guint index)
 
 void KTTabViewController::didSelect(const Tab& tab)
 {
-    // Keys go to the page shown (scrolling, find), unless typing elsewhere.
-    GtkWidget* top = gtk_widget_get_toplevel(root_);
-    GtkWidget* focus = GTK_IS_WINDOW(top) ? gtk_window_get_focus(GTK_WINDOW(top)) : nullptr;
-    if (!focus || !GTK_IS_ENTRY(focus))
-        gtk_widget_grab_focus(GTK_WIDGET(tab.page->webview()));
+    // Keys go to the page shown: the address field would otherwise keep
+    // what it showed of the tab before.
+    gtk_widget_grab_focus(GTK_WIDGET(tab.page->webview()));
     if (!delegate)
         return;
     WebKitWebView* v = tab.page->webview();
     delegate->needChangeUrl(tab.page->url());
     delegate->changeLoadStatus(webkit_web_view_is_loading(v));
     delegate->changeSecureStatus(KTPageHooks::hasOnlySecureContent(v));
+    delegate->tabWasSelected();
 }
 
 void KTTabViewController::setTabbarHeight(int height)
 {
     tabbarHeight_ = height;
     gtk_notebook_set_show_tabs(GTK_NOTEBOOK(notebook_), height > 0);
-    if (height > 0) {
-        std::string css = "notebook.quilt-tabs > header tab { min-height: " + std::to_string(height - 6)
-            + "px; padding-top: 0; padding-bottom: 0; }";
-        gtk_css_provider_load_from_data(heightCss_, css.c_str(), -1, nullptr);
-    }
+    GtkStyleContext* style = gtk_widget_get_style_context(notebook_);
+    gtk_style_context_remove_class(style, "quilt-tabbar-22");
+    gtk_style_context_remove_class(style, "quilt-tabbar-26");
+    if (height > 0)
+        gtk_style_context_add_class(style, ("quilt-tabbar-" + std::to_string(height)).c_str());
 }
 
 void KTTabViewController::updateTabBar() { setTabbarHeight(tabs_.size() > 1 ? 26 : 0); }
@@ -410,14 +443,19 @@ void KTTabViewController::newWebViewConstroller(std::unique_ptr<KTWebViewControl
     settings.setSelectNewTab(remembered);
 }
 
-void KTTabViewController::addNewTab()
+void KTTabViewController::addNewTabToTabView()
 {
-    showToolbar();
     model_.select(appendTab(newPage(), "New tab").id);
     syncNotebook();
     // A new empty tab is for typing an address.
     if (delegate)
         delegate->newTabWasCreated();
+}
+
+void KTTabViewController::addNewTab()
+{
+    showToolbar();
+    addNewTabToTabView();
     updateTabBar();
     if (KTBehaviorManager::sharedManager().openDefaultLinkInNewTab())
         if (auto home = KTSettingsManager::sharedManager().getMainUrl())

@@ -34,6 +34,8 @@ public:
     virtual void setToolbarShown(bool) {}
     // The last tab asked to close (window.close(), a link that left the site).
     virtual void closeLastTab() {}
+    // Another tab is shown (switched to, or the shown one closed).
+    virtual void tabWasSelected() {}
 };
 
 // The tabs of one window on a GtkNotebook: creation in its four ways, the
@@ -66,6 +68,9 @@ public:
 
     void setFirstWebViewController(std::unique_ptr<KTWebViewController> page);
     void createTabForController(std::unique_ptr<KTWebViewController> page);
+    // The tab strip's add button: a new empty tab, selected, for typing.
+    void addNewTabToTabView();
+    // The "New tab" command: the same with the toolbar and the strip shown.
     void addNewTab();
     void openLinkInNewTab(const std::string& url);
     void removeCurrentTab();
@@ -141,7 +146,6 @@ private:
     GtkWidget* root_ = nullptr;
     GtkWidget* notebook_ = nullptr;
     GtkWidget* bookmarkBar_ = nullptr;
-    GtkCssProvider* heightCss_ = nullptr;
     int tabbarHeight_ = 0;
     KTTabModel model_;
     // The pages by tab id; the order is the model's.

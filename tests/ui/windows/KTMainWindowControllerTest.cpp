@@ -1,5 +1,6 @@
-// Real main windows: what closing the last one means, and the confirmation
-// alert before closing several tabs.
+// Real main windows: what closing the last one means, the confirmation
+// alert before closing several tabs, and the window colour taken from the
+// page shown.
 
 #include "support/GuiTest.h"
 
@@ -34,6 +35,7 @@ public:
     bool seen() const { return !text.empty(); }
     std::string text, secondary;
     std::vector<std::string> buttons;
+    std::string defaultButton;
 
 private:
     bool poll()
@@ -52,6 +54,8 @@ private:
                     buttons.emplace_back(gtk_button_get_label(GTK_BUTTON(l->data)));
             g_list_free(kids);
         }
+        if (GtkWidget* d = gtk_window_get_default_widget(GTK_WINDOW(dialog)); d && GTK_IS_BUTTON(d))
+            defaultButton = gtk_button_get_label(GTK_BUTTON(d));
         gtk_dialog_response(GTK_DIALOG(dialog), response_);
         done_ = true;
         return true;
@@ -120,6 +124,26 @@ TEST_F(MainWindowTest, WithCloseApplicationTheLastWindowCloses)
     EXPECT_EQ(app.hides, 0);
 }
 
+// ------------------------------------------------------------- colour
+
+TEST_F(MainWindowTest, TheWindowColourFollowsTheSelectedTab)
+{
+    writeDataFile("settings.json", {{"autowindowColor", true}});
+    server->route("/dark", HttpPage::html("Dark", "<style>html,body{background:#101010;height:100%}</style>"));
+    server->route("/light", HttpPage::html("Light", "<style>html,body{background:#f8f8f8;height:100%}</style>"));
+    KTMainWindowController* window = newWindow(true);
+    KTTabViewController* tabs = window->tabController();
+    ASSERT_TRUE(loadAndWait(pageOf(window), server->url("/dark")));
+    tabs->openLinkInNewTab(server->url("/light"));
+    ASSERT_TRUE(waitLoaded(pageOf(window, 1), server->url("/light")));
+    auto light = [&] { return window->window().backgroundColor().colorIsLight(); };
+    EXPECT_TRUE(waitUntil([&] { return light(); }));
+    tabs->selectTabAt(0);
+    EXPECT_TRUE(waitUntil([&] { return !light(); })) << "switched to the dark page";
+    tabs->removeCurrentTab();
+    EXPECT_TRUE(waitUntil([&] { return light(); })) << "the dark page's tab closed";
+}
+
 struct ConfirmCase {
     const char* name;
     size_t tabs;      // in the window being closed
@@ -147,7 +171,8 @@ TEST_P(MainWindowConfirmTest, ConfirmationOnlyForSeveralTabs)
     if (c.alert) {
         EXPECT_EQ(answerer.text, "Are you sure you want to quit?");
         EXPECT_EQ(answerer.secondary, "Quiting will close all Windows and Tabs.");
-        EXPECT_EQ(answerer.buttons, (std::vector<std::string> {"Quit", "Cancel"}));
+        EXPECT_EQ(answerer.buttons, (std::vector<std::string> {"Cancel", "Quit"})) << "GTK order: yes on the right";
+        EXPECT_EQ(answerer.defaultButton, "Quit");
     }
     if (closes == false) {
         EXPECT_EQ(second->tabController()->tabsCount(), c.tabs) << "nothing changes";
