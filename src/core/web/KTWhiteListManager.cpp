@@ -31,7 +31,7 @@ void KTWhiteListManager::loadPatterns()
     if (data && !data->empty()) {
         std::string error;
         if (auto parsed = json::parse(*data, &error)) {
-            patterns_.clear();
+            removeAllPatterns();
             if (const KTJson* list = json::lookup(*parsed, "pattern"); list && list->is_array())
                 for (const auto& p : *list)
                     if (p.is_string())
@@ -44,7 +44,7 @@ void KTWhiteListManager::loadPatterns()
         KTLog::line(error);
     }
     // No usable file: show everything.
-    patterns_.clear();
+    removeAllPatterns();
     allowAll_ = true;
 }
 
@@ -65,13 +65,14 @@ bool KTWhiteListManager::savePatterns()
 
 void KTWhiteListManager::addPattern(const std::string& pattern)
 {
-    if (std::find(patterns_.begin(), patterns_.end(), pattern) == patterns_.end())
+    if (known_.insert(pattern).second)
         patterns_.push_back(pattern);
 }
 
 void KTWhiteListManager::removePattern(const std::string& pattern)
 {
-    patterns_.erase(std::remove(patterns_.begin(), patterns_.end(), pattern), patterns_.end());
+    if (known_.erase(pattern))
+        patterns_.erase(std::remove(patterns_.begin(), patterns_.end(), pattern), patterns_.end());
 }
 
 bool KTWhiteListManager::isUrlAllow(std::string_view url) const

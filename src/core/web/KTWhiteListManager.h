@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace quilt {
@@ -26,7 +27,11 @@ public:
     std::vector<std::string> patterns() const { return patterns_; }
     void addPattern(const std::string& pattern);
     void removePattern(const std::string& pattern);
-    void removeAllPatterns() { patterns_.clear(); }
+    void removeAllPatterns()
+    {
+        patterns_.clear();
+        known_.clear();
+    }
 
     bool allowAll() const { return allowAll_; }
     void setAllowAll(bool v) { allowAll_ = v; }
@@ -43,6 +48,8 @@ public:
 private:
     std::string path_;
     std::vector<std::string> patterns_;
+    // The same patterns, hashed: a list of a million loads in linear time.
+    std::unordered_set<std::string> known_;
     bool allowAll_ = true;
     bool allowPatterns_ = false;
     bool allowSubdomains_ = false;
