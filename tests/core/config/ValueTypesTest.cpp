@@ -147,6 +147,14 @@ TEST(Plist, ReadsBinaryPropertyLists)
     EXPECT_FALSE(KTPlist::parse("<?xml version=\"1.0\"?><plist><dict><key>a</key>"));
     EXPECT_FALSE(KTPlist::parse(""));
     EXPECT_FALSE(KTPlist::readFile(env.root() + "/missing.plist"));
+
+    // Raw NUL bytes in a string are kept as they are (they used to abort the
+    // app inside the property-list library).
+    const std::string withNul("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleName</key>"
+                              "<string>a\0b</string></dict></plist>", 106);
+    auto nul = KTPlist::parse(withNul);
+    ASSERT_TRUE(nul);
+    EXPECT_EQ(json::stringFor(*nul, "CFBundleName"), std::string("a\0b", 3));
 }
 
 // --- ICNS ------------------------------------------------------------------
