@@ -12,6 +12,8 @@
 #include "core/config/KTJson.h"
 #include "core/config/KTJsonReader.h"
 #include "core/config/KTPlist.h"
+#include "core/web/KTScriptsManager.h"
+#include "core/web/KTWhiteListManager.h"
 
 #include <algorithm>
 #include <chrono>
@@ -194,6 +196,35 @@ void compareParsers(const std::string& text, int runs)
 
 } // namespace
 
+// Allow-lists and user-script files as large as a hostile file makes them:
+// they load on the interface thread, so the time must grow linearly.
+void listLoads(const std::string& folder)
+{
+    std::printf("\n%-12s %9s %8s %9s\n", "list", "entries", "file MB", "load ms");
+    for (size_t n : {size_t(100000), size_t(1000000)}) {
+        KTJson patterns = KTJson::array();
+        KTJson rules = KTJson::array();
+        for (size_t i = 0; i < n; ++i) {
+            patterns.push_back("https://host" + std::to_string(i) + ".example/*");
+            rules.push_back({{"name", "rule " + std::to_string(i)}, {"state", 1}, {"script", "x()"},
+                             {"pattern", {{"p", {{"name", "*site" + std::to_string(i) + "*"}, {"state", 1}}}}}});
+        }
+        const std::string allow = json::compact({{"allowAll", false}, {"allowPatterns", true}, {"pattern", patterns}});
+        const std::string scripts = json::compact(rules);
+        KTFileUtil::writeAtomically(folder + "whitelist.json", allow);
+        KTFileUtil::writeAtomically(folder + "userscripts.json", scripts);
+        auto time = [](auto&& load) {
+            const auto t0 = std::chrono::steady_clock::now();
+            load();
+            return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count();
+        };
+        double a = time([&] { KTWhiteListManager list(folder + "whitelist.json"); });
+        double u = time([&] { KTScriptsManager list(folder + "userscripts.json"); });
+        std::printf("%-12s %9zu %8.2f %9.1f\n", "allow-list", n, allow.size() / 1048576.0, a);
+        std::printf("%-12s %9zu %8.2f %9.1f\n", "userscripts", n, scripts.size() / 1048576.0, u);
+    }
+}
+
 int main(int argc, char** argv)
 {
     if (argc == 3 && std::strcmp(argv[1], "--measure") == 0) {
@@ -263,6 +294,8 @@ int main(int argc, char** argv)
     }
     compareParsers(historyFile(100000), runs);
     std::printf("\ntarget: history of 100000 entries loads and saves in under 150 ms each\n");
+    listLoads(folder);
+    std::printf("\ntarget: lists load in time linear in their size (1000000 within ten times 100000)\n");
     KTFileUtil::removeTree(root);
     return 0;
 }

@@ -25,6 +25,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <gdk-pixbuf/gdk-pixbuf.h>
 #include <glib.h>
 #include <spawn.h>
 #include <sstream>
@@ -207,6 +208,33 @@ static std::vector<std::string> linesOf(const std::string& text)
 
 std::vector<std::string> ProgramResult::outLines() const { return linesOf(out); }
 std::vector<std::string> ProgramResult::errLines() const { return linesOf(err); }
+
+std::string pngDeclaring(uint32_t width, uint32_t height)
+{
+    GdkPixbuf* pixel = gdk_pixbuf_new(GDK_COLORSPACE_RGB, TRUE, 8, 1, 1);
+    gdk_pixbuf_fill(pixel, 0xff0000ff);
+    gchar* buffer = nullptr;
+    gsize length = 0;
+    gdk_pixbuf_save_to_buffer(pixel, &buffer, &length, "png", nullptr, nullptr);
+    g_object_unref(pixel);
+    std::string png(buffer, length);
+    g_free(buffer);
+    auto put32 = [&](size_t at, uint32_t v) {
+        for (int i = 0; i < 4; ++i)
+            png[at + i] = static_cast<char>((v >> (24 - 8 * i)) & 0xff);
+    };
+    // IHDR: length at 8, type at 12, width 16, height 20, CRC over type and data at 29.
+    put32(16, width);
+    put32(20, height);
+    uint32_t crc = 0xffffffffu;
+    for (size_t i = 12; i < 29; ++i) {
+        crc ^= static_cast<unsigned char>(png[i]);
+        for (int k = 0; k < 8; ++k)
+            crc = (crc >> 1) ^ (0xedb88320u & (0u - (crc & 1u)));
+    }
+    put32(29, crc ^ 0xffffffffu);
+    return png;
+}
 
 ProgramResult runProgram(const std::vector<std::string>& argv, std::chrono::milliseconds timeout,
                          const std::function<bool()>& stopWhen)

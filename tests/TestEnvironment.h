@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -58,6 +59,10 @@ private:
 // Runs the thread's default main loop until cond() holds or the timeout
 // passes; returns whether it held.
 bool waitUntil(const std::function<bool()>& cond, std::chrono::milliseconds timeout = std::chrono::seconds(15));
+
+// A real, complete PNG of one pixel whose header declares width x height:
+// a few hundred bytes that would take gigabytes once decoded.
+std::string pngDeclaring(uint32_t width, uint32_t height);
 
 // Names in a folder (dot files too), sorted; empty when it does not exist.
 std::vector<std::string> folderEntries(const std::string& path);

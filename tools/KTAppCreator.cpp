@@ -8,6 +8,7 @@
 #include "KTDesktopEntry.h"
 #include "KTHelperServiceFile.h"
 #include "KTIconMaker.h"
+#include "KTInterruption.h"
 #include "KTRollback.h"
 #include "KTSiteAddress.h"
 #include "core/config/KTBundle.h"
@@ -17,14 +18,18 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #ifndef QUILT_TOOL_VERSION
@@ -262,13 +267,60 @@ CreationPlan planCreation(const KTCreateOptions& options)
 
 // A hidden folder beside the destination, so the finished bundle moves into
 // place by a rename on the same file system.
+// The staging folder names the app it is for, so that a run killed outright
+// (SIGKILL, power loss) can be cleaned up by the next one.
+constexpr const char* kStagingFor = "user.QuiltStagingFor";
+
 std::string makeStagingFolder(const CreationPlan& plan)
 {
     std::string tmpl = plan.dest + "/." + plan.name + ".app.XXXXXX";
     if (!::mkdtemp(tmpl.data()))
         throw KTCreateFailure::ioError("cannot make a folder in " + plan.dest + ": " + std::strerror(errno));
     ::chmod(tmpl.c_str(), 0755);
+    ::setxattr(tmpl.c_str(), kStagingFor, plan.uniqueId.data(), plan.uniqueId.size(), 0);
     return tmpl;
+}
+
+// ".NAME.app.XXXXXX" (and its ".old" twin) left by a run that was killed:
+// older than any run still going could be. Its app's data folder goes too
+// when it was new, i.e. no app known here uses its id.
+bool isStagingName(std::string_view n)
+{
+    if (n.size() > 4 && n.substr(n.size() - 4) == ".old")
+        n.remove_suffix(4);
+    const size_t dot = n.rfind('.');
+    if (n.size() < 2 || n[0] != '.' || dot == std::string_view::npos || n.size() - dot != 7)
+        return false;
+    return dot >= 4 && n.substr(dot - 4, 4) == ".app";
+}
+
+void removeStaleStaging(const std::string& folder, const std::vector<std::string>& appFolders)
+{
+    DIR* dir = ::opendir(folder.c_str());
+    if (!dir)
+        return;
+    std::vector<std::string> stale;
+    const time_t cutoff = ::time(nullptr) - 600;
+    while (dirent* entry = ::readdir(dir)) {
+        const std::string full = folder + "/" + entry->d_name;
+        struct stat st {};
+        if (isStagingName(entry->d_name) && ::lstat(full.c_str(), &st) == 0 && S_ISDIR(st.st_mode)
+            && st.st_uid == ::getuid() && st.st_mtime < cutoff)
+            stale.push_back(full);
+    }
+    ::closedir(dir);
+    if (stale.empty())
+        return;
+    std::vector<KTInstalledApp> apps = KTAppRegistry::list(appFolders);
+    for (const auto& path : stale) {
+        char id[256] = {};
+        const ssize_t n = ::getxattr(path.c_str(), kStagingFor, id, sizeof id - 1);
+        const std::string uniqueId = n > 0 ? std::string(id, static_cast<size_t>(n)) : std::string();
+        const bool inUse = std::any_of(apps.begin(), apps.end(), [&](const auto& a) { return a.uniqueId == uniqueId; });
+        if (!uniqueId.empty() && !inUse && uniqueId.find('/') == std::string::npos && uniqueId[0] != '.')
+            KTFileUtil::removeTree(KTPaths::userDataDir() + "/Quilt/" + uniqueId);
+        KTFileUtil::removeTree(path);
+    }
 }
 
 // A new app's data folder goes whole on rollback; an existing app's files
@@ -416,12 +468,16 @@ std::string KTAppCreator::findTemplate(const std::optional<std::string>& option)
 std::string KTAppCreator::create(const KTCreateOptions& options)
 {
     const CreationPlan plan = planCreation(options);
+    removeStaleStaging(plan.dest, {KTAppRegistry::defaultAppsFolder(), plan.dest});
     const KTAppConfiguration config(options, plan.site, plan.name);
     const std::string desktopPath = KTAppRegistry::desktopFilePath(plan.bundleId);
     const std::string iconPath = KTAppRegistry::iconPath(plan.bundleId);
     makeFolderOrFail(KTAppRegistry::applicationsFolder());
     makeFolderOrFail(KTFileUtil::parentFolder(iconPath));
 
+    // Declared before the rollback: a signal is taken between the steps
+    // below and the rollback runs before the mask is restored.
+    KTInterruption interruption;
     KTRollback rollback;
     const std::string stage = makeStagingFolder(plan);
     // After a swap it holds the old bundle; after a failure, the new one.
@@ -431,18 +487,22 @@ std::string KTAppCreator::create(const KTCreateOptions& options)
     const bool dataExisted = KTFileUtil::exists(dataFolder);
     KTAppDataWriter writer(KTFileManager::getSettingsPathForSandbox(plan.uniqueId));
     guardDataFolder(dataFolder, dataExisted, writer, rollback);
+    KTInterruption::check();
 
     KTBundleBuilder::Contents contents = bundleContents(plan, config, options);
     std::vector<std::string> kept;
     if (plan.replacing)
         keepUserChangedBundleFiles(plan.target, options, writer, contents, kept);
     KTBundleBuilder(plan.templatePath).build(stage, contents);
+    KTInterruption::check();
     recordBundleFiles(stage, contents, writer);
     writer.write(config.settings(), config.allowList(), &kept);
+    KTInterruption::check();
 
     placeBundle(stage, plan.target, plan.replacing, rollback);
     exportIcon(plan.target, iconPath, rollback);
     writeDesktopEntry(desktopPath, launcherFor(plan, iconPath));
+    KTInterruption::check();
     rollback.commit();
 
     removeOtherLaunchers(plan.target, desktopPath);
@@ -470,6 +530,8 @@ void KTAppCreator::remove(const KTCreateOptions& options)
         dest = stripSlash(absolutePath(*options.dest));
         folders.push_back(*dest);
     }
+    for (const auto& folder : folders)
+        removeStaleStaging(folder, folders);
     std::vector<KTInstalledApp> matches;
     for (auto& app : KTAppRegistry::list(folders)) {
         if (app.name != options.removeName && KTBundle(app.bundlePath).folderName() != options.removeName)

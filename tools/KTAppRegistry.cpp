@@ -2,6 +2,7 @@
 
 #include "KTCreateFailure.h"
 #include "KTDesktopEntry.h"
+#include "KTInterruption.h"
 #include "core/config/KTBundle.h"
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTPaths.h"
@@ -10,6 +11,10 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <unistd.h>
 
@@ -174,15 +179,31 @@ std::vector<KTInstalledApp> KTAppRegistry::list(const std::vector<std::string>& 
 
 void KTAppRegistry::remove(const KTInstalledApp& app, bool purge)
 {
+    KTInterruption interruption;
+    // The bundle is first renamed to a hidden staging name in one step: a
+    // removal that fails or is stopped later never leaves a launcher to a
+    // half-removed app, and the next run of the tool clears the rest.
+    std::string aside;
     if (!app.bundlePath.empty() && KTFileUtil::exists(app.bundlePath)) {
         if (!isAppBundle(app.bundlePath))
             throw KTCreateFailure::badInput(app.bundlePath + " is not an app bundle; not removing it");
-        removeOrFail(app.bundlePath);
+        KTInterruption::check();
+        aside = KTFileUtil::parentFolder(app.bundlePath) + "/." + KTFileUtil::lastComponent(app.bundlePath) + ".XXXXXX";
+        if (!::mkdtemp(aside.data()))
+            throw KTCreateFailure::ioError("cannot remove " + app.bundlePath + ": " + std::strerror(errno));
+        // Renaming a folder over an empty one replaces it.
+        if (::rename(app.bundlePath.c_str(), aside.c_str()) != 0) {
+            const int err = errno;
+            ::rmdir(aside.c_str());
+            throw KTCreateFailure::ioError("cannot remove " + app.bundlePath + ": " + std::strerror(err));
+        }
     }
     if (!app.desktopFile.empty())
         removeOrFail(app.desktopFile);
     if (!app.iconPath.empty())
         removeOrFail(app.iconPath);
+    if (!aside.empty())
+        removeOrFail(aside);
     if (!purge)
         return;
     if (isSafeComponent(app.uniqueId))

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <sys/stat.h>
 
 namespace quilt {
 
@@ -176,6 +177,25 @@ GRef<GdkPixbuf> KTIconMaker::generate(const std::string& initial, const std::str
 
 GRef<GdkPixbuf> KTIconMaker::loadImage(const std::string& path, std::string* error)
 {
+    // A FIFO or a device would block the tool or never end; a bitmap's
+    // declared size is checked before it is decoded at full size.
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
+        if (error)
+            *error = "cannot read the icon " + path + ": not a regular file";
+        return {};
+    }
+    int declaredW = 0, declaredH = 0;
+    GdkPixbufFormat* format = gdk_pixbuf_get_file_info(path.c_str(), &declaredW, &declaredH);
+    if (format && !gdk_pixbuf_format_is_scalable(format)
+        && (declaredW <= 0 || declaredH <= 0 || static_cast<uint32_t>(declaredW) > KTIcns::kMaxSide
+            || static_cast<uint32_t>(declaredH) > KTIcns::kMaxSide)) {
+        if (error)
+            *error = "cannot read the icon " + path + ": " + std::to_string(declaredW) + "x"
+                + std::to_string(declaredH) + " pixels, larger than " + std::to_string(KTIcns::kMaxSide) + "x"
+                + std::to_string(KTIcns::kMaxSide);
+        return {};
+    }
     GError* gerr = nullptr;
     // Vector images are rendered at the icon's size; bitmaps are scaled to fit it.
     auto loaded = GRef<GdkPixbuf>::adopt(gdk_pixbuf_new_from_file_at_scale(path.c_str(), kSize, kSize, TRUE, &gerr));

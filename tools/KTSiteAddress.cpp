@@ -50,6 +50,14 @@ std::optional<KTSiteAddress> KTSiteAddress::parse(std::string_view text, std::st
     }
     std::unique_ptr<GUri, decltype(&g_uri_unref)> holder(uri, g_uri_unref);
 
+    // The address is written into the launcher and the settings, which
+    // anyone on the machine may read; a password has no place there. The
+    // input is not echoed: it holds the password.
+    if (const char* userinfo = g_uri_get_userinfo(uri); userinfo && *userinfo) {
+        setError(error, "the URL holds a user name or password (\"user:password@\"), which would be written into "
+                        "files others can read; give the address without it and sign in within the app");
+        return std::nullopt;
+    }
     KTSiteAddress site;
     site.scheme_ = lower(g_uri_get_scheme(uri));
     if (site.scheme_ != "http" && site.scheme_ != "https") {
@@ -89,8 +97,7 @@ std::optional<KTSiteAddress> KTSiteAddress::parse(std::string_view text, std::st
         path = "/";
     const char* query = g_uri_get_query(uri);
     const char* fragment = g_uri_get_fragment(uri);
-    const char* userinfo = g_uri_get_userinfo(uri);
-    site.url_ = site.scheme_ + "://" + (userinfo ? std::string(userinfo) + "@" : std::string()) + site.hostInUrl()
+    site.url_ = site.scheme_ + "://" + site.hostInUrl()
         + (site.port_ > 0 ? ":" + std::to_string(site.port_) : std::string()) + path
         + (query ? "?" + std::string(query) : std::string()) + (fragment ? "#" + std::string(fragment) : std::string());
     for (char c : site.url_)

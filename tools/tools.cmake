@@ -13,6 +13,7 @@ add_library(quilt_create_lib STATIC
   ${CMAKE_CURRENT_LIST_DIR}/KTHelperServiceFile.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTRollback.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTIconMaker.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/KTInterruption.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTSiteAddress.cpp
 )
 target_include_directories(quilt_create_lib PUBLIC ${CMAKE_CURRENT_LIST_DIR})

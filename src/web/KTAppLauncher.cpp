@@ -106,8 +106,20 @@ std::string KTAppLauncher::displayName(GAppInfo* app)
 
 void KTAppLauncher::askToOpen(const std::string& url, GAppInfo* app, GtkWindow* parent)
 {
+    // One question at a time: a page spamming mailto: links gets no pile of
+    // dialogs, only the one already asked.
+    static bool asking = false;
+    if (asking) {
+        KTLog::debug("open " + url + " refused: a question is already shown");
+        return;
+    }
+    asking = true;
+    // Cleared when the answer comes, or when the question goes unanswered
+    // with its window (the callback is then dropped).
+    std::shared_ptr<void> asked(nullptr, [](void*) { asking = false; });
     GRef<GAppInfo> keep = GRef<GAppInfo>::retain(app);
-    KTWebUIDelegate::shared().askToOpenApp(parent, displayName(app), [keep, url](bool open) {
+    KTWebUIDelegate::shared().askToOpenApp(parent, displayName(app), [keep, url, asked](bool open) {
+        asking = false;
         if (open)
             launchWith(keep.get(), url);
     });

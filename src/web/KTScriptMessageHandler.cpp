@@ -40,8 +40,28 @@ void KTScriptMessageHandler::registerWith(WebKitUserContentManager* manager, Web
     webkit_user_content_manager_register_script_message_handler(manager, kAutoFill);
 }
 
+KTRateLimit& KTScriptMessageHandler::budgetOf(WebKitWebView* view)
+{
+    static constexpr const char* kKey = "quilt-message-budget";
+    auto* budget = static_cast<KTRateLimit*>(g_object_get_data(G_OBJECT(view), kKey));
+    if (!budget) {
+        budget = new KTRateLimit(kMessageBurst, kMessagesPerSecond);
+        g_object_set_data_full(G_OBJECT(view), kKey, budget, +[](gpointer p) { delete static_cast<KTRateLimit*>(p); });
+    }
+    return *budget;
+}
+
 void KTScriptMessageHandler::dispatch(const char* channel, WebKitWebView* view, WebKitJavascriptResult* result)
 {
+    // A page posting in a loop is cut off before any work is done for it:
+    // its messages cost a conversion and a parse each.
+    if (!budgetOf(view).take()) {
+        if (!g_object_get_data(G_OBJECT(view), "quilt-messages-dropped")) {
+            g_object_set_data(G_OBJECT(view), "quilt-messages-dropped", GINT_TO_POINTER(1));
+            KTLog::line(std::string("messages on ") + channel + " come too fast; some are dropped");
+        }
+        return;
+    }
     // Pages may post anything: only its JSON form is passed on, and only
     // when it is of a sensible size and parses.
     JSCValue* value = webkit_javascript_result_get_js_value(result);

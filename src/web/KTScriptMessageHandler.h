@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/config/GRef.h"
+#include "core/config/KTRateLimit.h"
 #include "web/KTAutoFillHandler.h"
 #include "web/KTNotificationHandler.h"
 
@@ -20,6 +21,10 @@ public:
     // A message past this size is dropped where it enters the app: no page
     // message of ours comes near it.
     static constexpr size_t kMaxMessageSize = 64 * 1024;
+    // Messages a page may post at once, then each second (both channels
+    // together); the rest are dropped. Ours send a few on each login form.
+    static constexpr double kMessageBurst = 200;
+    static constexpr double kMessagesPerSecond = 100;
 
     // Made on first use (KTShared); pages registered before a reset send
     // their messages to the new one.
@@ -45,6 +50,7 @@ private:
     KTScriptMessageHandler() = default;
     void dispatch(const char* channel, WebKitWebView* view, WebKitJavascriptResult* result);
     WebKitUserScript* bundleScript(const char* name);
+    static KTRateLimit& budgetOf(WebKitWebView* view);
 
     KTNotificationHandler notifications_;
     KTAutoFillHandler autoFill_;

@@ -26,9 +26,9 @@ KTWebUIDelegate& KTWebUIDelegate::shared() { return *current; }
 
 void KTWebUIDelegate::setShared(KTWebUIDelegate* delegate) { current = delegate ? delegate : &neutral; }
 
-void KTWebUIDelegate::runScriptAlert(GtkWindow*, const std::string&, bool, std::function<void(bool)> done)
+void KTWebUIDelegate::runScriptAlert(GtkWindow*, const std::string&, bool, bool, std::function<void(bool, bool)> done)
 {
-    later([done = std::move(done)] { done(false); });
+    later([done = std::move(done)] { done(false, false); });
 }
 
 void KTWebUIDelegate::chooseUploadFiles(GtkWindow*, bool, std::function<void(std::vector<std::string>)> done)

@@ -36,9 +36,11 @@ public:
     static void setShared(KTWebUIDelegate* delegate);
 
     // The page's alert (confirm false: "OK" only) or confirm ("Cancel",
-    // "OK"); done(true) for "OK".
-    virtual void runScriptAlert(GtkWindow* parent, const std::string& message, bool confirm,
-                                std::function<void(bool ok)> done);
+    // "OK"); done(true) for "OK". With offerSilence the question also offers
+    // to keep the page from showing more dialogs; silence tells whether that
+    // was chosen.
+    virtual void runScriptAlert(GtkWindow* parent, const std::string& message, bool confirm, bool offerSilence,
+                                std::function<void(bool ok, bool silence)> done);
     // Files to upload; done({}) when cancelled.
     virtual void chooseUploadFiles(GtkWindow* parent, bool multiple,
                                    std::function<void(std::vector<std::string> files)> done);

@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <utility>
 
 namespace quilt {
 
@@ -220,6 +221,7 @@ void KTWebViewController::observeNotifications()
 
 void KTWebViewController::loadRequest(const std::string& url)
 {
+    deferred_.reset();
     if (!abLoaded_ && KTSettingsManager::sharedManager().blockAds()) {
         // The first load waits for the rule list, then happens exactly once.
         bool started = request.has_value();
@@ -279,10 +281,16 @@ void KTWebViewController::refresh()
 
 void KTWebViewController::stop() { webkit_web_view_stop_loading(webview_); }
 
+void KTWebViewController::loadDeferred()
+{
+    if (auto url = std::exchange(deferred_, std::nullopt))
+        loadRequest(*url);
+}
+
 std::string KTWebViewController::url() const
 {
     const char* u = webkit_web_view_get_uri(webview_);
-    return u ? u : "";
+    return u ? u : deferred_.value_or("");
 }
 
 std::string KTWebViewController::title() const
@@ -385,13 +393,12 @@ void KTWebViewController::onLoadingChanged()
 
 void KTWebViewController::scheduleRefreshTimer(bool replace)
 {
-    double interval = KTSettingsManager::sharedManager().refreshTimeInterval();
-    if (replace || interval <= 0.0)
+    const guint ms = KTSettingsManager::refreshTimerMilliseconds(KTSettingsManager::sharedManager().refreshTimeInterval());
+    if (replace || ms == 0)
         refreshTimer_.reset();
-    if (interval <= 0.0)
+    if (ms == 0)
         return;
-    guint ms = static_cast<guint>(std::min(interval * 1000.0, 86400000.0 * 24));
-    refreshTimer_ = KTSource(g_timeout_add(std::max<guint>(ms, 1), +[](gpointer data) -> gboolean {
+    refreshTimer_ = KTSource(g_timeout_add(ms, +[](gpointer data) -> gboolean {
         auto* self = static_cast<KTWebViewController*>(data);
         ++self->refreshTicks_;
         self->refresh();
@@ -509,11 +516,21 @@ bool KTWebViewController::onScriptDialog(WebKitScriptDialog* dialog)
         return FALSE; // prompts and leave-page questions: the engine's own
     const char* message = webkit_script_dialog_get_message(dialog);
     KTLog::debug(std::string("message: ") + (message ? message : ""));
+    const bool confirm = type == WEBKIT_SCRIPT_DIALOG_CONFIRM;
+    if (dialogsSilenced_) {
+        // Answered at once, as "Cancel" would: the page keeps running.
+        if (confirm)
+            webkit_script_dialog_confirm_set_confirmed(dialog, FALSE);
+        return TRUE;
+    }
+    // From the second dialog on, the person may silence the page.
+    const bool offerSilence = ++dialogsShown_ >= 2;
     // Held until answered; let go also when the question closes unanswered.
     std::shared_ptr<WebKitScriptDialog> held(webkit_script_dialog_ref(dialog), webkit_script_dialog_unref);
-    const bool confirm = type == WEBKIT_SCRIPT_DIALOG_CONFIRM;
-    KTWebUIDelegate::shared().runScriptAlert(windowOf(container_), message ? message : "", confirm,
-                                             [held, confirm](bool ok) {
+    KTWebUIDelegate::shared().runScriptAlert(windowOf(container_), message ? message : "", confirm, offerSilence,
+                                             [this, alive = alive_, held, confirm](bool ok, bool silence) {
+                                                 if (silence && *alive)
+                                                     dialogsSilenced_ = true;
                                                  if (confirm)
                                                      webkit_script_dialog_confirm_set_confirmed(held.get(), ok);
                                                  webkit_script_dialog_close(held.get());
@@ -557,6 +574,15 @@ GtkWidget* KTWebViewController::onCreate(WebKitNavigationAction* action)
         // No one to show a window: the page replaces itself instead.
         WebKitURIRequest* req = webkit_navigation_action_get_request(action);
         webkit_web_view_load_request(webview_, req);
+        return nullptr;
+    }
+    // Bounded as browsers bound them: a click opens one window (a loop in
+    // its handler gets no more), and windows a script opens by itself (only
+    // reaching here when the settings let scripts open windows) come a few
+    // at a time.
+    const bool gesture = webkit_navigation_action_is_user_gesture(action);
+    if (!(gesture ? windowsOnGesture_ : windowsWithoutGesture_).take()) {
+        KTLog::debug("window from the page refused: too many");
         return nullptr;
     }
     auto page = std::make_unique<KTWebViewController>(webview_);

@@ -2,6 +2,7 @@
 
 #include "core/config/GRef.h"
 #include "core/config/KTNotificationCenter.h"
+#include "core/config/KTRateLimit.h"
 #include "core/config/KTSignal.h"
 
 #include <gtk/gtk.h>
@@ -70,6 +71,10 @@ public:
     std::optional<std::string> dockLabel;
 
     void loadRequest(const std::string& url);
+    // Keeps the URL to load when the page is first shown (loadDeferred);
+    // until then url() answers it, so the page is saved with its tab.
+    void deferRequest(const std::string& url) { deferred_ = url; }
+    void loadDeferred();
     void goHome();
     // A typed address or search text.
     void openUrl(const std::string& text);
@@ -130,6 +135,11 @@ private:
     bool progressVisible_ = false;
     bool ownsMessageChannels_ = false;
     unsigned refreshTicks_ = 0;
+    std::optional<std::string> deferred_;
+    unsigned dialogsShown_ = 0;
+    bool dialogsSilenced_ = false; // the person chose to see no more of them
+    KTRateLimit windowsOnGesture_{1, 1};      // one window a click
+    KTRateLimit windowsWithoutGesture_{3, 0.1}; // three, then one every 10 s
     KTSource refreshTimer_;
     std::vector<KTSignal> signals_;
     std::vector<KTObservation> observations_;

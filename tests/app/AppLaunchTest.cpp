@@ -122,7 +122,10 @@ TEST_F(LaunchTest, RestoringWithTabsInsteadOfWindowsGathersEveryTabInOneWindow)
     writeThreeWindows();
     writeBehavior(true, true);
     runApp([&](AppDelegate&) {
-        EXPECT_TRUE(waitAllLoaded({"/a", "/b", "/c", "/d", "/e"}));
+        // The tab shown last of each saved window loads; the others wait
+        // until they are shown, and are saved all the same.
+        EXPECT_TRUE(waitAllLoaded({"/b", "/c", "/e"}));
+        EXPECT_EQ(server->hits("/a") + server->hits("/d"), 0u);
         ASSERT_EQ(KTMainWindowController::mainWindows().size(), 1u);
         EXPECT_EQ(urlsOf(0), urls({"/a", "/b", "/c", "/d", "/e"}));
     });
@@ -137,7 +140,7 @@ TEST_F(LaunchTest, RestoringIntoWindowsReopensEachWindowWithItsFrame)
     writeThreeWindows();
     writeBehavior(true, false);
     runApp([&](AppDelegate&) {
-        EXPECT_TRUE(waitAllLoaded({"/a", "/b", "/c", "/d", "/e"}));
+        EXPECT_TRUE(waitAllLoaded({"/b", "/c", "/e"}));
         auto& list = KTMainWindowController::mainWindows();
         ASSERT_EQ(list.size(), 3u);
         EXPECT_EQ(KTJson::array({urlsOf(0), urlsOf(1), urlsOf(2)}),
@@ -166,7 +169,7 @@ TEST_F(LaunchTest, QuitCommandWithSeveralWindowsAsksAndQuitsOnlyOnQuit)
                                     {"warnWindowsClose", true}});
     const std::string restoreFile = env->dataFolder() + "restore.json";
     runApp([&](AppDelegate& app) {
-        EXPECT_TRUE(waitAllLoaded({"/a", "/b", "/c", "/d", "/e"}));
+        EXPECT_TRUE(waitAllLoaded({"/b", "/c", "/e"}));
         ::unlink(restoreFile.c_str()); // written again only by quitting
         for (int answer : {GTK_RESPONSE_CANCEL, GTK_RESPONSE_ACCEPT}) {
             app.quit(true); // Control+Q

@@ -11,6 +11,9 @@
 
 #include <gio/gdesktopappinfo.h>
 #include <gio/gio.h>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -240,6 +243,8 @@ TEST_P(QuiltCreateRefusals, RefusesWithOneLineAndLeavesNothing)
     file("not-an-image.png", "plain text");
     file("a-file", "x");
     file("script.js", "console.log(1)");
+    file("huge.png", pngDeclaring(20000, 20000));
+    ::mkfifo((env.root() + "/fifo").c_str(), 0644);
     std::vector<std::string> args;
     for (auto a : GetParam().args) {
         if (auto at = a.find('@'); at != std::string::npos)
@@ -279,6 +284,11 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"EnterpriseOpacity", {"--url", kUrl, "--enterprise", "--opacity", "50"}, "--enterprise"},
         Refusal{"MissingIcon", {"--url", kUrl, "--icon", "@/missing.png"}, "cannot read the icon"},
         Refusal{"IconNotAnImage", {"--url", kUrl, "--icon", "@/not-an-image.png"}, "cannot read the icon"},
+        // Neither blocks on a FIFO nor decodes an icon's gigapixels.
+        Refusal{"IconIsAFifo", {"--url", kUrl, "--icon", "@/fifo"}, "not a regular file"},
+        Refusal{"HugeIcon", {"--url", kUrl, "--icon", "@/huge.png"}, "20000x20000 pixels"},
+        Refusal{"ScriptIsAFifo", {"--url", kUrl, "--user-script", "@/fifo", "--script-pattern", "*"},
+                "cannot read the user script"},
         Refusal{"ScriptWithoutPattern", {"--url", kUrl, "--user-script", "@/script.js"}, "go together"},
         Refusal{"MissingScript", {"--url", kUrl, "--user-script", "@/none.js", "--script-pattern", "*"},
                 "cannot read the user script"},
@@ -292,6 +302,59 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"BadTemplate", {"--url", kUrl, "--template", "@"}, "not a template bundle"},
         Refusal{"RemoveUnknown", {"--remove", "Nothing"}, "no app named \"Nothing\""}),
     [](const auto& info) { return std::string(info.param.label); });
+
+TEST_F(QuiltCreate, StoppedBySigtermItLeavesNothingBehind)
+{
+    // SIGTERM goes out as soon as the hidden staging bundle appears; a run
+    // that finished first on a fast machine proves nothing and is retried.
+    int stopped = 0;
+    for (int attempt = 0; attempt < 5 && stopped == 0; ++attempt) {
+        const std::string name = "Stopped" + std::to_string(attempt);
+        auto staging = [&] {
+            for (const auto& e : entries(appsFolder()))
+                if (e.rfind("." + name + ".app.", 0) == 0)
+                    return true;
+            return false;
+        };
+        auto r = runProgram({QUILT_CREATE_EXE, "--url", "https://example.org", "--name", name}, std::chrono::seconds(60), staging);
+        if (r.exitCode == 0)
+            continue;
+        ++stopped;
+        EXPECT_EQ(r.exitCode, 128 + SIGTERM) << r.err;
+        EXPECT_NE(r.err.find("stopped by SIGTERM"), std::string::npos) << r.err;
+    }
+    ASSERT_GT(stopped, 0) << "every run finished before the signal";
+    // Only finished apps remain: no staging folder, no orphan data folder.
+    const auto apps = entries(appsFolder());
+    for (const auto& e : apps)
+        EXPECT_NE(e[0], '.') << e;
+    EXPECT_EQ(entries(dataHome() + "/Quilt").size(), apps.size());
+    EXPECT_EQ(desktopFiles().size(), apps.size());
+}
+
+TEST_F(QuiltCreate, TheNextRunClearsWhatAKilledRunLeft)
+{
+    // What SIGKILL leaves mid-way: a staging bundle naming the new app's
+    // id, and that app's data folder; and a removal cut short.
+    make({"--url", "https://example.org", "--name", "Kept"});
+    const std::string staging = appsFolder() + "/.Killed.app.Ab12Cd";
+    const std::string removal = appsFolder() + "/.Gone.app.Zz99Yy.old";
+    for (const auto& folder : {staging + "/Contents", removal, dataFolderOf("KILLED-ID")})
+        ASSERT_TRUE(KTFileUtil::makeDirectories(folder));
+    ASSERT_EQ(::setxattr(staging.c_str(), "user.QuiltStagingFor", "KILLED-ID", 9, 0), 0);
+    const std::string running = appsFolder() + "/.Running.app.Qq11Rr";
+    ASSERT_TRUE(KTFileUtil::makeDirectories(running));
+    const timespec hourAgo[2] = {{::time(nullptr) - 3600, 0}, {::time(nullptr) - 3600, 0}};
+    for (const auto& folder : {staging, removal})
+        ASSERT_EQ(::utimensat(AT_FDCWD, folder.c_str(), hourAgo, 0), 0);
+
+    make({"--url", "https://example.net", "--name", "Next"});
+    EXPECT_FALSE(KTFileUtil::exists(staging));
+    EXPECT_FALSE(KTFileUtil::exists(removal));
+    EXPECT_FALSE(KTFileUtil::exists(dataFolderOf("KILLED-ID")));
+    EXPECT_TRUE(KTFileUtil::exists(running)) << "a fresh one may belong to a run still going";
+    EXPECT_EQ(entries(dataHome() + "/Quilt").size(), 2u) << "the made apps' data stays";
+}
 
 TEST_F(QuiltCreate, RefusesAnExistingNameWithoutForce)
 {

@@ -125,8 +125,20 @@ namespace {
 // Width from a PNG's header (IHDR), without decoding it.
 uint32_t pngWidth(const std::string& data) { return data.size() >= 24 ? getBE32(data, 16) : 0; }
 
+// Dimensions a PNG declares in its header are checked before decoding: a
+// 15 KB file can declare 20000x20000 pixels, gigabytes once decoded.
+bool sensibleSize(const std::string& data)
+{
+    if (data.size() < 24 || data.compare(12, 4, "IHDR") != 0)
+        return false;
+    const uint64_t w = getBE32(data, 16), h = getBE32(data, 20);
+    return w > 0 && h > 0 && w <= KTIcns::kMaxSide && h <= KTIcns::kMaxSide;
+}
+
 GdkPixbuf* decodePng(const std::string& data)
 {
+    if (!sensibleSize(data))
+        return nullptr;
     auto loader = GRef<GdkPixbufLoader>::adopt(gdk_pixbuf_loader_new_with_type("png", nullptr));
     if (!loader)
         return nullptr;

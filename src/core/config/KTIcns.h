@@ -20,6 +20,10 @@ public:
         std::string data;
     };
 
+    // Pictures declaring a larger side are not decoded (an icon never needs
+    // one; decoded, 20000x20000 pixels take 1.6 GB).
+    static constexpr uint32_t kMaxSide = 4096;
+
     static std::string encode(const std::vector<Element>& elements);
     // nullopt for anything that is not a well-formed ICNS file.
     static std::optional<std::vector<Element>> decode(std::string_view bytes);

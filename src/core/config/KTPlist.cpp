@@ -43,10 +43,16 @@ KTJson fromNode(plist_t node, int depth)
         plist_get_real_val(node, &d);
         return d;
     }
-    case PLIST_STRING:
+    case PLIST_STRING: {
+        // By pointer and length: a string holding NUL bytes would trip an
+        // assertion (an abort) in the copying accessor.
+        uint64_t length = 0;
+        const char* s = plist_get_string_ptr(node, &length);
+        return s ? std::string(s, static_cast<size_t>(length)) : std::string();
+    }
     case PLIST_KEY: {
         char* s = nullptr;
-        plist_get_string_val(node, &s);
+        plist_get_key_val(node, &s);
         KTJson v = s ? std::string(s) : std::string();
         std::free(s);
         return v;

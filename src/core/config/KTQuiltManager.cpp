@@ -14,6 +14,9 @@
 #include "core/web/KTWhiteListManager.h"
 
 #include <cstdlib>
+#include <map>
+#include <mutex>
+#include <sys/stat.h>
 
 namespace quilt {
 
@@ -48,13 +51,36 @@ KTJson KTQuiltManager::readConfiguration(const char* name)
     std::string path = KTBundle::main().pathForResource(name, "plist");
     if (path.empty())
         return KTJson::object();
+    // Every query used to parse the file again; a large, deeply nested one
+    // then kept the first window from appearing. A file is parsed once and
+    // again only when it is replaced or changes.
+    struct Parsed {
+        struct timespec mtime {};
+        off_t size = -1;
+        ino_t inode = 0;
+        KTJson dict;
+    };
+    static std::mutex lock;
+    static std::map<std::string, Parsed> cache;
+    struct stat st {};
+    const bool known = ::stat(path.c_str(), &st) == 0;
+    std::lock_guard guard(lock);
+    if (known) {
+        if (auto it = cache.find(path); it != cache.end()) {
+            const Parsed& p = it->second;
+            if (p.size == st.st_size && p.inode == st.st_ino && p.mtime.tv_sec == st.st_mtim.tv_sec
+                && p.mtime.tv_nsec == st.st_mtim.tv_nsec)
+                return p.dict;
+        }
+    }
     std::string error;
     auto dict = KTPlist::readFile(path, &error);
-    if (!dict) {
+    if (!dict)
         KTLog::line("error:" + error);
-        return KTJson::object();
-    }
-    return dict->is_object() ? std::move(*dict) : KTJson::object();
+    KTJson result = (dict && dict->is_object()) ? std::move(*dict) : KTJson::object();
+    if (known)
+        cache[path] = Parsed{st.st_mtim, st.st_size, st.st_ino, result};
+    return result;
 }
 
 bool KTQuiltManager::quiltCreationToolBuild()

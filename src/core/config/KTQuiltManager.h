@@ -20,7 +20,8 @@ public:
     static KTQuiltManager& sharedManager();
     static std::unique_ptr<KTQuiltManager> create();
 
-    // Each of these reads the files afresh.
+    // Each of these consults the files as they are now (a file is parsed
+    // again only after it changed).
     static bool quiltCreationToolBuild();
     static bool enterpriseBuild();
     static std::optional<KTJson> settingDict();

@@ -10,6 +10,7 @@
 #include "core/config/KTShellDelegate.h"
 #include "core/config/KTUserDefaults.h"
 
+#include <algorithm>
 #include <glib.h>
 
 namespace quilt {
@@ -70,9 +71,27 @@ void KTSettingsManager::loadSettings()
 {
     std::string error;
     auto data = KTFileUtil::read(path(), &error);
-    if (!data)
+    bool keepOff = false;
+    if (!data) {
         KTLog::line("loadSettings2 " + error);
+        // A file that is there but cannot be read (no permission, a FIFO, a
+        // link to a device) is moved aside before the defaults are saved;
+        // when even that fails, nothing is saved over it.
+        if (KTFileUtil::exists(path())) {
+            std::string why;
+            if (auto aside = KTFileUtil::setAside(path(), &why))
+                KTLog::line("loadSettings2 " + path() + " kept as " + *aside);
+            else {
+                KTLog::line("loadSettings2 " + why + "; settings are not saved");
+                keepOff = true;
+            }
+        }
+    }
     std::lock_guard g(lock_);
+    if (keepOff) {
+        settings_ = nullptr;
+        return;
+    }
     if (data && !data->empty()) {
         auto parsed = json::parse(*data, &error);
         if (!parsed) {
@@ -206,6 +225,13 @@ void KTSettingsManager::setPathToDownloadFolder(const std::string& path)
         return;
     write("downloads", path);
     downloads_ = path;
+}
+
+unsigned KTSettingsManager::refreshTimerMilliseconds(double seconds)
+{
+    if (!(seconds > 0.0)) // NaN too
+        return 0;
+    return static_cast<unsigned>(std::clamp(seconds, 1.0, 86400.0) * 1000.0);
 }
 
 void KTSettingsManager::setRefreshTimeInterval(double v)

@@ -51,6 +51,10 @@ public:
     std::string pathToDownloadsFolder();
     void setPathToDownloadFolder(const std::string& path);
     double refreshTimeInterval() const { return refreshTimeInterval_; }
+    // The timer's period in milliseconds for an interval in seconds: 0 (no
+    // timer) for zero, negative or non-numbers; otherwise at least one second
+    // (a page reloaded ninety times a second helps no one) and at most a day.
+    static unsigned refreshTimerMilliseconds(double seconds);
     void setRefreshTimeInterval(double v);
     double windowOpacity();
     void setWindowOpacity(double v);

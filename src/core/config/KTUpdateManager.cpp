@@ -61,6 +61,18 @@ std::string KTUpdateManager::getPath()
     return path_;
 }
 
+void KTUpdateManager::loadJson()
+{
+    const std::string path = getPath();
+    std::string error;
+    if (KTFileUtil::exists(path) && !KTFileUtil::read(path, &error)) {
+        KTLog::line(error + "; the app registry is left as it is");
+        setJson(nullptr);
+        return;
+    }
+    KTManager::loadJson();
+}
+
 std::string KTUpdateManager::runningVersion() { return KTBundle::main().shortVersion(); }
 
 void KTUpdateManager::addUpdatePath(const std::string& bundlePath)

@@ -23,6 +23,10 @@ public:
 
     // Outside the data folder, so every app shares it; made on first use.
     std::string getPath() override;
+    // Every app shares the file: one that cannot read it (no permission, not
+    // a regular file) leaves it alone for this run instead of saving its own
+    // entry over the others'.
+    void loadJson() override;
 
     // Registers the bundle with the running version unless already present.
     void addUpdatePath(const std::string& bundlePath);

@@ -4,13 +4,15 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace quilt {
 
 // Items with a public `std::string name`, unique, in the order they were
 // added. Putting an item whose name is taken replaces that item where it
-// stands, so a search in order finds the same item on every run.
+// stands, so a search in order finds the same item on every run. Names are
+// hashed: a file of a million rules or patterns loads in linear time.
 template <class T>
 class KTNamedList {
 public:
@@ -30,6 +32,7 @@ public:
     {
         if (T* existing = find(item.name))
             return *existing = std::move(item);
+        index_.emplace(item.name, items_.size());
         return items_.emplace_back(std::move(item));
     }
 
@@ -47,14 +50,17 @@ public:
             at -= taken < at ? 1 : 0;
         }
         items_[at].name = std::move(newName);
+        reindex();
         return true;
     }
 
     // Nothing when no item has the name.
     void remove(std::string_view name)
     {
-        if (size_t at = indexOf(name); at != npos)
+        if (size_t at = indexOf(name); at != npos) {
             items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(at));
+            reindex();
+        }
     }
 
     const std::vector<T>& items() const { return items_; }
@@ -67,18 +73,33 @@ public:
         return out;
     }
 
-    bool operator==(const KTNamedList&) const = default;
+    bool operator==(const KTNamedList& other) const { return items_ == other.items_; }
 
 private:
     static constexpr size_t npos = static_cast<size_t>(-1);
 
+    struct Hash {
+        using is_transparent = void;
+        size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
+    };
+
     size_t indexOf(std::string_view name) const
     {
-        auto it = std::find_if(items_.begin(), items_.end(), [&](const T& item) { return item.name == name; });
-        return it == items_.end() ? npos : static_cast<size_t>(it - items_.begin());
+        auto it = index_.find(name);
+        return it == index_.end() ? npos : it->second;
+    }
+
+    // Positions shift after an erase; removing and renaming are the user's
+    // own, rare edits.
+    void reindex()
+    {
+        index_.clear();
+        for (size_t i = 0; i < items_.size(); ++i)
+            index_.emplace(items_[i].name, i);
     }
 
     std::vector<T> items_;
+    std::unordered_map<std::string, size_t, Hash, std::equal_to<>> index_;
 };
 
 } // namespace quilt

@@ -1,6 +1,7 @@
 #include "core/web/KTStylesManager.h"
 
 #include "core/config/KTFileManager.h"
+#include "core/config/KTJson.h"
 #include "core/config/KTShared.h"
 
 #include <charconv>
@@ -21,15 +22,12 @@ std::string KTStylesManager::defaultPath()
 
 std::string KTStylesManager::wrapStyle(std::string_view css)
 {
-    std::string oneLine;
-    for (char c : css) {
-        if (c == '\n')
-            oneLine += "\\\n";
-        else
-            oneLine += c;
-    }
-    return "(function() {var css = `" + oneLine
-        + "`;\n"
+    // The style goes in as a string literal (JSON's form is one), never
+    // spliced into a template: a backtick or "${" in a user style or a font
+    // name must stay text, not run as script in every page.
+    const std::string literal = json::compact(KTJson(std::string(css)));
+    return "(function() {var css = " + literal
+        + ";\n"
           "if (typeof GM_addStyle != \"undefined\") {\n"
           "    GM_addStyle(css);\n"
           "} else if (typeof PRO_addStyle != \"undefined\") {\n"

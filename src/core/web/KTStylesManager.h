@@ -23,9 +23,8 @@ public:
     // "%@/userstyles.json" in the data folder.
     static std::string defaultPath();
 
-    // The script that adds the CSS to a page. Line feeds become
-    // backslash-line feed so the CSS is one template-literal line; nothing
-    // else is escaped, so a backtick or "${" in the CSS breaks the script.
+    // The script that adds the CSS to a page; the CSS is one string literal
+    // in it, whatever characters it holds.
     static std::string wrapStyle(std::string_view css);
     // The CSS of the standard font setting: "h1, h2, h3, p, a" in that
     // family and size, the size printed with six decimals whatever the

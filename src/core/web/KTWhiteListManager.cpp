@@ -29,7 +29,7 @@ void KTWhiteListManager::loadPatterns()
     if (data && !data->empty()) {
         std::string error;
         if (auto parsed = json::parse(*data, &error)) {
-            rules_.patterns.clear();
+            removeAllPatterns();
             if (const KTJson* list = json::lookup(*parsed, "pattern"); list && list->is_array())
                 for (const auto& p : *list)
                     if (p.is_string())
@@ -42,7 +42,7 @@ void KTWhiteListManager::loadPatterns()
         KTLog::line(error);
     }
     // No usable file: show everything.
-    rules_.patterns.clear();
+    removeAllPatterns();
     rules_.allowAll = true;
 }
 
@@ -63,15 +63,15 @@ bool KTWhiteListManager::savePatterns()
 
 void KTWhiteListManager::addPattern(const std::string& pattern)
 {
-    auto& list = rules_.patterns;
-    if (std::find(list.begin(), list.end(), pattern) == list.end())
-        list.push_back(pattern);
+    if (known_.insert(pattern).second)
+        rules_.patterns.push_back(pattern);
 }
 
 void KTWhiteListManager::removePattern(const std::string& pattern)
 {
     auto& list = rules_.patterns;
-    list.erase(std::remove(list.begin(), list.end(), pattern), list.end());
+    if (known_.erase(pattern))
+        list.erase(std::remove(list.begin(), list.end(), pattern), list.end());
 }
 
 } // namespace quilt

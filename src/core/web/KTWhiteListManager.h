@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace quilt {
@@ -28,7 +29,11 @@ public:
     std::vector<std::string> patterns() const { return rules_.patterns; }
     void addPattern(const std::string& pattern);
     void removePattern(const std::string& pattern);
-    void removeAllPatterns() { rules_.patterns.clear(); }
+    void removeAllPatterns()
+    {
+        rules_.patterns.clear();
+        known_.clear();
+    }
 
     bool allowAll() const { return rules_.allowAll; }
     void setAllowAll(bool v) { rules_.allowAll = v; }
@@ -48,6 +53,8 @@ public:
 private:
     std::string path_;
     KTAllowListRules rules_;
+    // The same patterns, hashed: a list of a million loads in linear time.
+    std::unordered_set<std::string> known_;
 };
 
 } // namespace quilt

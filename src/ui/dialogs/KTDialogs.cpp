@@ -21,6 +21,31 @@ void onResponse(gpointer dialog, GCallback handler, Answer answer)
 }
 
 using Confirm = std::function<void(bool)>;
+using Alerted = std::function<void(bool, bool)>;
+
+// A modal dialog takes the keys from the windows that hold the application's
+// shortcuts; the quit shortcut is passed on from here.
+void letQuitThrough(GtkWidget* dialog)
+{
+    g_signal_connect(dialog, "key-press-event", G_CALLBACK(+[](GtkWidget*, GdkEventKey* event, gpointer) -> gboolean {
+                         auto* app = GTK_APPLICATION(g_application_get_default());
+                         if (!app || !GTK_IS_APPLICATION(app))
+                             return FALSE;
+                         const GdkModifierType mods
+                             = GdkModifierType(event->state & gtk_accelerator_get_default_mod_mask());
+                         char* accel = gtk_accelerator_name(gdk_keyval_to_lower(event->keyval), mods);
+                         char** actions = gtk_application_get_actions_for_accel(app, accel);
+                         g_free(accel);
+                         bool quit = false;
+                         for (char** a = actions; a && *a; ++a)
+                             quit = quit || g_strcmp0(*a, "app.quit") == 0;
+                         g_strfreev(actions);
+                         if (quit)
+                             g_action_group_activate_action(G_ACTION_GROUP(app), "quit", nullptr);
+                         return quit;
+                     }),
+                     nullptr);
+}
 using Files = std::function<void(std::vector<std::string>)>;
 using SavePath = std::function<void(std::optional<std::string>)>;
 
@@ -32,17 +57,31 @@ void KTDialogs::install()
     KTWebUIDelegate::setShared(&dialogs);
 }
 
-void KTDialogs::runScriptAlert(GtkWindow* parent, const std::string& message, bool confirm, Confirm done)
+void KTDialogs::runScriptAlert(GtkWindow* parent, const std::string& message, bool confirm, bool offerSilence,
+                               Alerted done)
 {
     GtkWidget* alert = gtk_message_dialog_new(parent, GTK_DIALOG_MODAL, GTK_MESSAGE_INFO, GTK_BUTTONS_NONE, "Quilt");
     gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert), "%s", message.c_str());
+    GtkWidget* silence = nullptr;
+    if (offerSilence) {
+        silence = gtk_check_button_new_with_label("Don't let this page show more dialogs");
+        gtk_widget_set_name(silence, "quilt-silence-page");
+        gtk_box_pack_end(GTK_BOX(gtk_message_dialog_get_message_area(GTK_MESSAGE_DIALOG(alert))), silence, FALSE,
+                         FALSE, 0);
+        gtk_widget_show(silence);
+    }
     if (confirm)
         gtk_dialog_add_button(GTK_DIALOG(alert), "Cancel", GTK_RESPONSE_CANCEL);
     gtk_dialog_add_button(GTK_DIALOG(alert), "OK", GTK_RESPONSE_OK);
     gtk_dialog_set_default_response(GTK_DIALOG(alert), GTK_RESPONSE_OK);
-    onResponse(alert, G_CALLBACK(+[](GtkDialog* d, int response, Confirm* answer) {
-                   (*answer)(response == GTK_RESPONSE_OK);
+    g_object_set_data(G_OBJECT(alert), "quilt-silence", silence);
+    letQuitThrough(alert);
+    onResponse(alert, G_CALLBACK(+[](GtkDialog* d, int response, Alerted* answer) {
+                   auto* check = static_cast<GtkWidget*>(g_object_get_data(G_OBJECT(d), "quilt-silence"));
+                   const bool silenced = check && gtk_toggle_button_get_active(GTK_TOGGLE_BUTTON(check));
+                   Alerted done = std::move(*answer);
                    gtk_widget_destroy(GTK_WIDGET(d));
+                   done(response == GTK_RESPONSE_OK, silenced);
                }),
                std::move(done));
     gtk_widget_show(alert);
@@ -83,6 +122,7 @@ void KTDialogs::askToOpenApp(GtkWindow* parent, const std::string& appName, Conf
     gtk_message_dialog_format_secondary_text(GTK_MESSAGE_DIALOG(alert), "A website wants to open this application.");
     gtk_dialog_add_buttons(GTK_DIALOG(alert), "Open", GTK_RESPONSE_ACCEPT, "Cancel", GTK_RESPONSE_CANCEL, nullptr);
     gtk_dialog_set_default_response(GTK_DIALOG(alert), GTK_RESPONSE_ACCEPT);
+    letQuitThrough(alert);
     onResponse(alert, G_CALLBACK(+[](GtkDialog* d, int response, Confirm* answer) {
                    (*answer)(response == GTK_RESPONSE_ACCEPT);
                    gtk_widget_destroy(GTK_WIDGET(d));

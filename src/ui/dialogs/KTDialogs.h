@@ -5,14 +5,16 @@
 namespace quilt {
 
 // What the pages ask of a person, as GTK dialogs that never block: each is
-// modal for the page's window and answers from its "response" signal.
+// modal for the page's window and answers from its "response" signal. The
+// application's quit shortcut works while one is shown: a page that keeps
+// asking must never keep the app from quitting.
 class KTDialogs : public KTWebUIDelegate {
 public:
     // Makes the process's dialogs the web layer's delegate.
     static void install();
 
-    void runScriptAlert(GtkWindow* parent, const std::string& message, bool confirm,
-                        std::function<void(bool ok)> done) override;
+    void runScriptAlert(GtkWindow* parent, const std::string& message, bool confirm, bool offerSilence,
+                        std::function<void(bool ok, bool silence)> done) override;
     void chooseUploadFiles(GtkWindow* parent, bool multiple,
                            std::function<void(std::vector<std::string> files)> done) override;
     Dismiss askForLogin(GtkWindow* parent, const std::string& host, const std::string& proposedUser,

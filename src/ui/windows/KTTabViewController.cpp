@@ -386,6 +386,7 @@ void KTTabViewController::onPageReordered(GtkWidget* child, guint index)
 
 void KTTabViewController::didSelect(const Tab& tab)
 {
+    tab.page->loadDeferred();
     // Keys go to the page shown: the address field would otherwise keep
     // what it showed of the tab before.
     gtk_widget_grab_focus(GTK_WIDGET(tab.page->webview()));
@@ -529,18 +530,26 @@ bool KTTabViewController::restoreUrls(const std::vector<std::string>& urls)
         lastPage()->goHome();
         return true;
     }
-    if (urls.size() > 1)
-        setTabbarHeight(22);
     KTWebViewController* page = lastPage();
-    page->loadRequest(urls[0]);
     if (page->item)
         page->item->setLabel(urls[0]);
+    if (urls.size() == 1) {
+        page->loadRequest(urls[0]);
+        return true;
+    }
+    setTabbarHeight(22);
+    // Only the tab shown at the end loads now, each other one when it is
+    // first shown: a thousand saved tabs must not start a thousand pages.
+    page->deferRequest(urls[0]);
+    KTTabModel::Id last = 0;
     for (size_t i = 1; i < urls.size(); ++i) {
         Tab& t = appendTab(newPage(), urls[i]);
-        model_.select(t.id);
-        syncNotebook();
-        t.page->loadRequest(urls[i]);
+        t.page->deferRequest(urls[i]);
+        last = t.id;
     }
+    model_.select(last);
+    syncNotebook();
+    tabs_.at(last).page->loadDeferred();
     return true;
 }
 

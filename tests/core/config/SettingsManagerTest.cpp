@@ -10,6 +10,8 @@
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTShared.h"
 
+#include <cmath>
+#include <sys/stat.h>
 #include <tuple>
 
 using namespace quilt;
@@ -164,6 +166,35 @@ TEST_F(SettingsTest, CorruptFileLogsTwiceAndIsNeverOverwritten)
     EXPECT_EQ(env.readFile(file()), corrupt);
     KTShared<KTSettingsManager>::reset(); // destruction saves too
     EXPECT_EQ(env.readFile(file()), corrupt);
+}
+
+TEST_F(SettingsTest, UnreadableFileIsSetAsideBeforeDefaultsAreSavedOverIt)
+{
+    ASSERT_TRUE(KTFileUtil::makeDirectories(KTFileUtil::parentFolder(file())));
+    ASSERT_EQ(::mkfifo(file().c_str(), 0600), 0); // opened at once, never read
+    auto& s = KTSettingsManager::sharedManager();
+    EXPECT_EQ(s.settings(), KTJson::object());
+    s.setUrl("https://b.example");
+    s.saveSettings();
+    EXPECT_EQ(json::stringFor(env.readJson(file()), "main_url"), "https://b.example");
+    int asideFifos = 0;
+    for (const auto& name : folderEntries(KTFileUtil::parentFolder(file()))) {
+        struct stat st {};
+        if (name.rfind("settings.json.corrupt-", 0) == 0 && ::lstat((env.dataFolder() + name).c_str(), &st) == 0)
+            asideFifos += S_ISFIFO(st.st_mode);
+    }
+    EXPECT_EQ(asideFifos, 1) << "the unreadable file is kept under a clear name";
+}
+
+TEST(RefreshInterval, TimerPeriodIsClampedAndNonsenseMeansNoTimer)
+{
+    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(0.0), 0u);
+    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(-3.0), 0u);
+    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(std::nan("")), 0u);
+    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(0.001), 1000u) << "not ninety reloads a second";
+    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(30.5), 30500u);
+    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(1e300), 86400000u);
+    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(INFINITY), 86400000u);
 }
 
 TEST_F(SettingsTest, ArrayFileIsKeptAndLookupsFail)

@@ -10,6 +10,7 @@
 #include "core/config/KTUpdateManager.h"
 #include "core/config/KTVersion.h"
 
+#include <sys/stat.h>
 #include <thread>
 
 using namespace quilt;
@@ -90,6 +91,22 @@ TEST_F(UpdateTest, RegisteringTwiceAddsOneEntryAndKeepsItsVersion)
     writeRegistry({{env.bundlePath(), "0.7"}});
     KTUpdateManager::sharedManager().addUpdatePath(env.bundlePath());
     EXPECT_EQ(env.readJson(registryFile()), KTJson({{env.bundlePath(), "0.7"}}));
+}
+
+TEST_F(UpdateTest, ARegistryThatCannotBeReadIsLeftAsItIs)
+{
+    // Every app shares the file: one that cannot read it must not save its
+    // own entry over all the others.
+    ASSERT_TRUE(KTFileUtil::makeDirectories(KTFileUtil::parentFolder(registryFile())));
+    ASSERT_EQ(::mkfifo(registryFile().c_str(), 0600), 0);
+    LogCapture log;
+    KTUpdateManager::sharedManager().addUpdatePath(env.bundlePath());
+    KTShared<KTUpdateManager>::reset();
+    struct stat st {};
+    ASSERT_EQ(::lstat(registryFile().c_str(), &st), 0);
+    EXPECT_TRUE(S_ISFIFO(st.st_mode));
+    EXPECT_EQ(folderEntries(KTFileUtil::parentFolder(registryFile())), std::vector<std::string>{".update"});
+    EXPECT_EQ(log.count(registryFile()), 1u);
 }
 
 TEST_F(UpdateTest, OnlyOlderEntriesAreQueued)

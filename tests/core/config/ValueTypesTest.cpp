@@ -5,6 +5,7 @@
 #include "core/config/GRef.h"
 #include "core/config/KTColor.h"
 #include "core/config/KTIcns.h"
+#include "core/config/KTRateLimit.h"
 #include "core/config/KTNotificationCenter.h"
 #include "core/config/KTNotificationNames.h"
 #include "core/config/KTNumber.h"
@@ -146,6 +147,14 @@ TEST(Plist, ReadsBinaryPropertyLists)
     EXPECT_FALSE(KTPlist::parse("<?xml version=\"1.0\"?><plist><dict><key>a</key>"));
     EXPECT_FALSE(KTPlist::parse(""));
     EXPECT_FALSE(KTPlist::readFile(env.root() + "/missing.plist"));
+
+    // Raw NUL bytes in a string used to abort the app inside the
+    // property-list library; the text before the first one is kept.
+    const std::string withNul("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleName</key>"
+                              "<string>a\0b</string></dict></plist>", 106);
+    auto nul = KTPlist::parse(withNul);
+    ASSERT_TRUE(nul);
+    EXPECT_EQ(json::stringFor(*nul, "CFBundleName").value_or("").substr(0, 2), std::string("a\0", 2));
 }
 
 // --- ICNS ------------------------------------------------------------------
@@ -203,6 +212,15 @@ TEST(Icns, TruncatedAndGarbageFilesAreRefusedWithoutCrashing)
     ASSERT_TRUE(best);
     EXPECT_EQ(gdk_pixbuf_get_width(best.get()), 128);
 
+    // A picture declaring 20000x20000 pixels (1.6 GB decoded) is never
+    // decoded, whatever its rank; a sensible one beside it is used.
+    const std::string huge = pngDeclaring(20000, 20000);
+    EXPECT_EQ(KTIcns::readLargest(std::string_view(KTIcns::encode({{"ic10", huge}}))), nullptr);
+    auto sensible = GRef<GdkPixbuf>::adopt(
+        KTIcns::readNearest(std::string_view(KTIcns::encode({{"ic10", huge}, {"ic07", pngOfSize(128)}})), 512));
+    ASSERT_TRUE(sensible);
+    EXPECT_EQ(gdk_pixbuf_get_width(sensible.get()), 128);
+
     std::mt19937 rng(7);
     for (int i = 0; i < 300; ++i) {
         std::string junk = "icns" + std::string(4 + rng() % 200, '\0');
@@ -212,6 +230,26 @@ TEST(Icns, TruncatedAndGarbageFilesAreRefusedWithoutCrashing)
         if (GdkPixbuf* pix = KTIcns::readLargest(std::string_view(junk)))
             g_object_unref(pix);
     }
+}
+
+// --- Rate limit --------------------------------------------------------------
+
+TEST(RateLimit, ABurstThenTheSteadyRateHoweverFastItIsAsked)
+{
+    using namespace std::chrono;
+    KTRateLimit limit(3, 2); // 3 at once, then 2 a second
+    const auto t0 = KTRateLimit::Clock::time_point{} + hours(1);
+    int taken = 0;
+    for (int i = 0; i < 1000; ++i)
+        taken += limit.take(t0);
+    EXPECT_EQ(taken, 3);
+    EXPECT_FALSE(limit.take(t0 + milliseconds(400)));
+    EXPECT_TRUE(limit.take(t0 + milliseconds(500)));
+    EXPECT_FALSE(limit.take(t0 - seconds(100))) << "a clock going back gives nothing";
+    taken = 0;
+    for (int i = 0; i < 1000; ++i)
+        taken += limit.take(t0 + seconds(60));
+    EXPECT_EQ(taken, 3) << "a long pause refills the burst, no more";
 }
 
 // --- Notification centre ---------------------------------------------------

@@ -1,5 +1,6 @@
 #include "TestEnvironment.h"
 
+#include "core/config/KTJson.h"
 #include "core/web/KTScriptsManager.h"
 #include "core/web/KTStylesManager.h"
 
@@ -188,11 +189,11 @@ TEST_F(UserScripts, CorruptOrOddFilesKeepWhatIsThere)
     EXPECT_TRUE(log.lines().empty());
 }
 
-TEST(StyleWrapper, WrapsCssAsOneLiteralLine)
+TEST(StyleWrapper, CssGoesInAsTextWhateverItHolds)
 {
     const std::string wrapped = KTStylesManager::wrapStyle("a {\ncolor: red;\n}");
     const std::string expected
-        = "(function() {var css = `a {\\\ncolor: red;\\\n}`;\n"
+        = "(function() {var css = \"a {\\ncolor: red;\\n}\";\n"
           "if (typeof GM_addStyle != \"undefined\") {\n    GM_addStyle(css);\n"
           "} else if (typeof PRO_addStyle != \"undefined\") {\n    PRO_addStyle(css);\n"
           "} else if (typeof addStyle != \"undefined\") {\n    addStyle(css);\n"
@@ -203,8 +204,19 @@ TEST(StyleWrapper, WrapsCssAsOneLiteralLine)
           "        // no head yet, stick it whereever\n        document.documentElement.appendChild(node);\n"
           "    }\n}\n})();";
     EXPECT_EQ(wrapped, expected);
-    // Nothing else is escaped: a backtick goes in as it is.
-    EXPECT_NE(KTStylesManager::wrapStyle("a::after { content: '`'; }").find("content: '`'"), std::string::npos);
+
+    // A font name or style that tries to leave the literal is read back as
+    // exactly the text it was.
+    for (std::string hostile : {std::string("x`; document.title = 'owned'; `"), std::string("${alert(1)}\\\"</style>"),
+                                std::string("a\u2028b\0c", 7), KTStylesManager::fontStyle("Evil`+alert(1)+`", 12)}) {
+        const std::string script = KTStylesManager::wrapStyle(hostile);
+        const std::string head = "(function() {var css = ";
+        ASSERT_EQ(script.rfind(head, 0), 0u);
+        const size_t end = script.find(";\nif (typeof GM_addStyle");
+        auto literal = json::parse(std::string_view(script).substr(head.size(), end - head.size()));
+        ASSERT_TRUE(literal && literal->is_string()) << script;
+        EXPECT_EQ(literal->get<std::string>(), hostile);
+    }
 }
 
 } // namespace
