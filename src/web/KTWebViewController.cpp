@@ -71,6 +71,7 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
     gtk_widget_show(progress_);
     gtk_widget_show(GTK_WIDGET(webview_));
     gtk_widget_show(container_);
+    pageTools_ = std::make_unique<KTWebView>(webview_);
 
     if (!relatedTo)
         loadUserScripts();
@@ -134,6 +135,8 @@ KTWebViewController::~KTWebViewController()
     observations_.clear();
     signals_.clear();
     refreshTimer_.reset();
+    findBar_.reset();
+    pageTools_.reset();
     if (webview_) {
         webkit_web_view_stop_loading(webview_);
         g_object_unref(webview_);
@@ -449,6 +452,24 @@ void KTWebViewController::printWebView()
     WebKitPrintOperation* op = webkit_print_operation_new(webview_);
     webkit_print_operation_run_dialog(op, windowOf(container_));
     g_object_unref(op);
+}
+
+void KTWebViewController::biginSearch()
+{
+    if (!findBar_)
+        findBar_ = std::make_unique<KTFindBar>(*pageTools_);
+    if (!findTextMode()) {
+        // Between the progress line and the page, which moves down for it.
+        gtk_box_pack_start(GTK_BOX(container_), findBar_->widget(), FALSE, FALSE, 0);
+        gtk_box_reorder_child(GTK_BOX(container_), findBar_->widget(), 1);
+    }
+    gtk_widget_grab_focus(findBar_->searchField());
+}
+
+void KTWebViewController::hideSearchBar()
+{
+    if (findTextMode())
+        findBar_->searchDoneAction();
 }
 
 void KTWebViewController::setUserAgent()

@@ -80,7 +80,20 @@ KTMainWindowController::KTMainWindowController(std::unique_ptr<KTWebViewControll
     , tabController_(std::make_unique<KTTabViewController>(std::move(first)))
 {
     buildToolbar();
-    window_->setContent(tabController_->view());
+    GtkWidget* content = tabController_->view();
+    if (GMenuModel* model = windowsDelegate_ ? windowsDelegate_->primaryMenu() : nullptr) {
+        // The main menu as a bar above the tabs, standing in for the toolbar.
+        menuBar_ = std::make_unique<KTMenuBar>(window_->window(), model, [] {
+            if (windowsDelegate_)
+                windowsDelegate_->menuWillOpen();
+        });
+        menuBar_->setToolbarShown(toolbarShown_);
+        content = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
+        gtk_box_pack_start(GTK_BOX(content), menuBar_->widget(), FALSE, FALSE, 0);
+        gtk_box_pack_start(GTK_BOX(content), tabController_->view(), TRUE, TRUE, 0);
+        gtk_widget_show(content);
+    }
+    window_->setContent(content);
     tabController_->delegate = this;
     signals_.emplace_back(window_->window(), "delete-event",
                           G_CALLBACK(+[](GtkWidget*, GdkEvent*, KTMainWindowController* self) -> gboolean {
@@ -134,6 +147,11 @@ void KTMainWindowController::buildToolbar()
     gtk_widget_set_tooltip_text(menu, "Menu");
     if (GMenuModel* model = windowsDelegate_ ? windowsDelegate_->primaryMenu() : nullptr)
         gtk_menu_button_set_menu_model(GTK_MENU_BUTTON(menu), model);
+    signals_.emplace_back(menu, "toggled", G_CALLBACK(+[](GtkToggleButton* b, gpointer) {
+                              if (gtk_toggle_button_get_active(b) && windowsDelegate_)
+                                  windowsDelegate_->menuWillOpen();
+                          }),
+                          nullptr);
     gtk_header_bar_pack_end(bar, menu);
     toolbarButton_ = toolButton("view-reveal-symbolic", "Show or Hide the Toolbar", "app.toggle-toolbar");
     gtk_header_bar_pack_end(bar, toolbarButton_);
@@ -256,6 +274,8 @@ void KTMainWindowController::toggleToolbar()
 void KTMainWindowController::setToolbarShown(bool shown)
 {
     toolbarShown_ = shown;
+    if (menuBar_)
+        menuBar_->setToolbarShown(shown);
     for (GtkWidget* w : toolbarItems_)
         gtk_widget_set_visible(w, shown);
     if (shown) {
