@@ -318,6 +318,7 @@ void KTWebViewController::onLoadChanged(WebKitLoadEvent event)
         setProgressVisible(false);
         updateTabInfo();
         finishPending_ = true;
+        finishedUrl_ = url();
         recordFinishedPage();
         if (item && item->label() != "New tab")
             isRecentNewTab = false;
@@ -336,7 +337,7 @@ void KTWebViewController::recordFinishedPage()
         return;
     finishPending_ = false;
     updateTabInfo();
-    KTHistoryManager::sharedManager().addUrlWithNameForDate(url(), title(),
+    KTHistoryManager::sharedManager().addUrlWithNameForDate(finishedUrl_, title(),
                                                             KTHistoryManager::dateString(std::time(nullptr)));
     if (item && item->label() != "New tab")
         isRecentNewTab = false;

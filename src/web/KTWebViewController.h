@@ -135,6 +135,9 @@ private:
     bool abLoaded_ = false;
     bool committed_ = false;
     bool finishPending_ = false; // finished, visit not yet recorded
+    // The address that finished: by the time the title comes, the view may
+    // already be on its way to the next one.
+    std::string finishedUrl_;
     bool progressVisible_ = false;
     bool ownsMessageChannels_ = false;
     unsigned refreshTicks_ = 0;

@@ -347,10 +347,13 @@ std::string xidOf(GtkWidget* window)
 bool xdotoolIn(GtkWidget* widget, const std::vector<std::string>& args)
 {
     std::string xid = xidOf(widget);
-    if (xid.empty() || runProgram({"xdotool", "windowactivate", "--sync", xid}, 5s).exitCode != 0)
+    GtkWindow* window = GTK_WINDOW(gtk_widget_get_toplevel(widget));
+    // Not --sync: the window takes the focus through this process's main
+    // loop, which must run meanwhile.
+    if (!gtk_window_is_active(window)
+        && (xid.empty() || runProgram({"xdotool", "windowactivate", xid}, 5s).exitCode != 0
+            || !waitUntil([&] { return gtk_window_is_active(window); }, 5s)))
         return false;
-    // Let the window take the focus before keys arrive.
-    waitUntil([&] { return gtk_window_is_active(GTK_WINDOW(gtk_widget_get_toplevel(widget))); }, 3s);
     std::vector<std::string> argv = {"xdotool"};
     argv.insert(argv.end(), args.begin(), args.end());
     return runProgram(argv, 10s).exitCode == 0;

@@ -18,6 +18,7 @@ struct KTMenuItem {
     bool hidden = false;
     std::string submenu;
     bool separator() const { return action.empty() && submenu.empty(); }
+    bool operator==(const KTMenuItem&) const = default;
 };
 
 struct KTMenu {

@@ -49,12 +49,26 @@ void KTMainMenuController::rebuild()
 
 void KTMainMenuController::menuWillOpen()
 {
-    fill(history_, KTMainMenu::historyMenu(KTHistoryManager::sharedManager().sortedByDateNames()));
     auto names = KTBookmarksManager::sharedManager().bookmarks();
     bool canAdd = canAddBookmark && canAddBookmark();
-    fill(bookmarks_, KTMainMenu::bookmarksMenu(names, canAdd));
+    if (firstFill_) {
+        // The empty menus get their first items even when there are none.
+        firstFill_ = false;
+        fill(history_, historyShown_ = KTMainMenu::historyMenu(KTHistoryManager::sharedManager().sortedByDateNames()));
+        fill(bookmarks_, bookmarksShown_ = KTMainMenu::bookmarksMenu(names, canAdd));
+    }
+    refill(history_, historyShown_, KTMainMenu::historyMenu(KTHistoryManager::sharedManager().sortedByDateNames()));
+    refill(bookmarks_, bookmarksShown_, KTMainMenu::bookmarksMenu(names, canAdd));
     enable("add-bookmark", canAdd);
     enable("remove-bookmark", !names.empty());
+}
+
+void KTMainMenuController::refill(GMenu* menu, std::vector<KTMenuItem>& shown, std::vector<KTMenuItem> items)
+{
+    if (items == shown)
+        return;
+    fill(menu, items);
+    shown = std::move(items);
 }
 
 GMenu* KTMainMenuController::fill(GMenu* menu, const std::vector<KTMenuItem>& items)

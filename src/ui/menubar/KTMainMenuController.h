@@ -35,6 +35,9 @@ public:
 
 private:
     GMenu* fill(GMenu* menu, const std::vector<KTMenuItem>& items);
+    // Refills a menu only when its items changed, so that a menu that is
+    // already up is not rebuilt under the pointer.
+    void refill(GMenu* menu, std::vector<KTMenuItem>& shown, std::vector<KTMenuItem> items);
     void enable(const char* action, bool enabled);
 
     std::string appName_;
@@ -44,6 +47,8 @@ private:
     GMenu* bookmarks_ = nullptr;
     GMenu* agents_ = nullptr;
     KTMenuSwitches switches_;
+    std::vector<KTMenuItem> historyShown_, bookmarksShown_;
+    bool firstFill_ = true;
     KTObservation bookmarksChanged_;
 };
 

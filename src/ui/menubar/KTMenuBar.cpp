@@ -22,6 +22,14 @@ KTMenuBar::KTMenuBar(GtkWindow* window, GMenuModel* model, std::function<void()>
     handlers_.emplace_back(bar_, g_signal_connect(bar_, "insert", G_CALLBACK(+[](GtkMenuShell*, GtkWidget* child, int,
                                                                                   KTMenuBar* self) { self->watch(child); }),
                                                   this));
+    // Before the bar handles the press, so the menu opens already rebuilt.
+    handlers_.emplace_back(bar_, g_signal_connect(bar_, "button-press-event",
+                                                  G_CALLBACK(+[](GtkWidget*, GdkEvent*, KTMenuBar* self) -> gboolean {
+                                                      if (self->willOpen_)
+                                                          self->willOpen_();
+                                                      return FALSE;
+                                                  }),
+                                                  this));
     handlers_.emplace_back(bar_, g_signal_connect(bar_, "deactivate", G_CALLBACK(+[](GtkMenuShell*, KTMenuBar* self) {
                                                       self->altHeld_ = false;
                                                       self->update();
