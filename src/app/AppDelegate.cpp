@@ -435,6 +435,12 @@ void AppDelegate::menuWillOpen()
         commands_->menu().menuWillOpen();
 }
 
+void AppDelegate::menuDidClose()
+{
+    if (commands_)
+        commands_->menu().menuDidClose();
+}
+
 void AppDelegate::addUseragents()
 {
     // The chosen agent: the mobile one, else the last chosen, else Safari-Mac.

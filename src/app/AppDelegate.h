@@ -81,6 +81,7 @@ public:
     // KTMainWindowsDelegate
     GMenuModel* primaryMenu() override;
     void menuWillOpen() override;
+    void menuDidClose() override;
     KTMenuCommands* commands() const { return commands_.get(); }
 
 private:

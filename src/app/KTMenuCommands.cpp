@@ -201,7 +201,7 @@ void KTMenuCommands::clearHistoryAction()
 {
     // Saved with the other stores when the app quits.
     KTHistoryManager::sharedManager().clearHistory();
-    menu_->menuWillOpen();
+    menu_->refresh();
 }
 
 void KTMenuCommands::showBookmarkBarClick()

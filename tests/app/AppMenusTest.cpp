@@ -263,6 +263,11 @@ TEST_F(AppMenusTest, BookmarksAreAddedAndRemovedThroughTheMenuAndThePopovers)
         ASSERT_EQ(items.size(), 2u);
         EXPECT_FALSE(gtk_widget_is_sensitive(items[1]));
         closeMenus(w);
+
+        // With the menus closed the key asks for a name too.
+        ASSERT_TRUE(xdotoolIn(window, {"key", "ctrl+d"}));
+        EXPECT_TRUE(focusedPopover(w, "AddBookmarks"));
+        ASSERT_TRUE(xdotoolIn(window, {"key", "Escape"}));
     });
 }
 

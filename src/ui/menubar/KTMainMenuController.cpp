@@ -22,7 +22,7 @@ KTMainMenuController::KTMainMenuController(std::string appName, GActionMap* acti
         g_object_unref(item);
     }
     // A bookmark added or removed anywhere changes what Remove can do.
-    bookmarksChanged_ = KTObservation(names::kShowBookmark, [this](const KTNotification&) { menuWillOpen(); });
+    bookmarksChanged_ = KTObservation(names::kShowBookmark, [this](const KTNotification&) { refresh(); });
     rebuild();
 }
 
@@ -44,10 +44,16 @@ void KTMainMenuController::rebuild()
         if (sub != history_ && sub != bookmarks_)
             g_object_unref(sub);
     }
-    menuWillOpen();
+    refresh();
 }
 
 void KTMainMenuController::menuWillOpen()
+{
+    open_ = true;
+    refresh();
+}
+
+void KTMainMenuController::refresh()
 {
     auto names = KTBookmarksManager::sharedManager().bookmarks();
     bool canAdd = canAddBookmark && canAddBookmark();
@@ -59,8 +65,17 @@ void KTMainMenuController::menuWillOpen()
     }
     refill(history_, historyShown_, KTMainMenu::historyMenu(KTHistoryManager::sharedManager().sortedByDateNames()));
     refill(bookmarks_, bookmarksShown_, KTMainMenu::bookmarksMenu(names, canAdd));
-    enable("add-bookmark", canAdd);
-    enable("remove-bookmark", !names.empty());
+    if (open_) {
+        enable("add-bookmark", canAdd);
+        enable("remove-bookmark", !names.empty());
+    }
+}
+
+void KTMainMenuController::menuDidClose()
+{
+    open_ = false;
+    enable("add-bookmark", true);
+    enable("remove-bookmark", true);
 }
 
 void KTMainMenuController::refill(GMenu* menu, std::vector<KTMenuItem>& shown, std::vector<KTMenuItem> items)

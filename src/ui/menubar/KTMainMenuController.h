@@ -30,6 +30,11 @@ public:
     void rebuild();
     // History and Bookmarks from the stores; other menus hold no state.
     void menuWillOpen();
+    // The bookmark items are greyed only while a menu shows them; the keys
+    // reach the commands, which check for themselves.
+    void menuDidClose();
+    // The History and Bookmarks menus follow their stores.
+    void refresh();
     // Whether there is a page to bookmark; none means no.
     std::function<bool()> canAddBookmark;
 
@@ -49,6 +54,7 @@ private:
     KTMenuSwitches switches_;
     std::vector<KTMenuItem> historyShown_, bookmarksShown_;
     bool firstFill_ = true;
+    bool open_ = false;
     KTObservation bookmarksChanged_;
 };
 

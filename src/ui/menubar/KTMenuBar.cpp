@@ -8,8 +8,8 @@ namespace {
 bool isAlt(guint keyval) { return keyval == GDK_KEY_Alt_L || keyval == GDK_KEY_Alt_R; }
 } // namespace
 
-KTMenuBar::KTMenuBar(GtkWindow* window, GMenuModel* model, std::function<void()> willOpen)
-    : willOpen_(std::move(willOpen))
+KTMenuBar::KTMenuBar(GtkWindow* window, GMenuModel* model, std::function<void(bool)> openClose)
+    : openClose_(std::move(openClose))
 {
     bar_ = gtk_menu_bar_new_from_model(model);
     g_object_ref_sink(bar_);
@@ -25,14 +25,16 @@ KTMenuBar::KTMenuBar(GtkWindow* window, GMenuModel* model, std::function<void()>
     // Before the bar handles the press, so the menu opens already rebuilt.
     handlers_.emplace_back(bar_, g_signal_connect(bar_, "button-press-event",
                                                   G_CALLBACK(+[](GtkWidget*, GdkEvent*, KTMenuBar* self) -> gboolean {
-                                                      if (self->willOpen_)
-                                                          self->willOpen_();
+                                                      if (self->openClose_)
+                                                          self->openClose_(true);
                                                       return FALSE;
                                                   }),
                                                   this));
     handlers_.emplace_back(bar_, g_signal_connect(bar_, "deactivate", G_CALLBACK(+[](GtkMenuShell*, KTMenuBar* self) {
                                                       self->altHeld_ = false;
                                                       self->update();
+                                                      if (self->openClose_)
+                                                          self->openClose_(false);
                                                   }),
                                                   this));
     auto onKey = +[](GtkWidget*, GdkEventKey* e, KTMenuBar* self) -> gboolean {
@@ -69,8 +71,8 @@ void KTMenuBar::watch(GtkWidget* item)
 {
     // Items die with the bar, so their handlers need no bookkeeping.
     g_signal_connect(item, "select", G_CALLBACK(+[](GtkMenuItem*, KTMenuBar* self) {
-                         if (self->willOpen_)
-                             self->willOpen_();
+                         if (self->openClose_)
+                             self->openClose_(true);
                      }),
                      this);
 }

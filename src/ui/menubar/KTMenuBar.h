@@ -12,7 +12,8 @@ namespace quilt {
 // off, and while Alt is held (or one of its menus is open) when it is on.
 class KTMenuBar {
 public:
-    KTMenuBar(GtkWindow* window, GMenuModel* model, std::function<void()> willOpen);
+    // `opening` tells a menu about to open (true) from the menus closing.
+    KTMenuBar(GtkWindow* window, GMenuModel* model, std::function<void(bool opening)> openClose);
     ~KTMenuBar();
     KTMenuBar(const KTMenuBar&) = delete;
     KTMenuBar& operator=(const KTMenuBar&) = delete;
@@ -25,7 +26,7 @@ private:
     void watch(GtkWidget* item);
 
     GtkWidget* bar_ = nullptr;
-    std::function<void()> willOpen_;
+    std::function<void(bool)> openClose_;
     bool toolbarShown_ = false;
     bool altHeld_ = false;
     std::vector<std::pair<gpointer, gulong>> handlers_;

@@ -83,9 +83,11 @@ KTMainWindowController::KTMainWindowController(std::unique_ptr<KTWebViewControll
     GtkWidget* content = tabController_->view();
     if (GMenuModel* model = windowsDelegate_ ? windowsDelegate_->primaryMenu() : nullptr) {
         // The main menu as a bar above the tabs, standing in for the toolbar.
-        menuBar_ = std::make_unique<KTMenuBar>(window_->window(), model, [] {
-            if (windowsDelegate_)
+        menuBar_ = std::make_unique<KTMenuBar>(window_->window(), model, [](bool opening) {
+            if (windowsDelegate_ && opening)
                 windowsDelegate_->menuWillOpen();
+            else if (windowsDelegate_)
+                windowsDelegate_->menuDidClose();
         });
         menuBar_->setToolbarShown(toolbarShown_);
         content = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
@@ -148,8 +150,12 @@ void KTMainWindowController::buildToolbar()
     if (GMenuModel* model = windowsDelegate_ ? windowsDelegate_->primaryMenu() : nullptr)
         gtk_menu_button_set_menu_model(GTK_MENU_BUTTON(menu), model);
     signals_.emplace_back(menu, "toggled", G_CALLBACK(+[](GtkToggleButton* b, gpointer) {
-                              if (gtk_toggle_button_get_active(b) && windowsDelegate_)
+                              if (!windowsDelegate_)
+                                  return;
+                              if (gtk_toggle_button_get_active(b))
                                   windowsDelegate_->menuWillOpen();
+                              else
+                                  windowsDelegate_->menuDidClose();
                           }),
                           nullptr);
     gtk_header_bar_pack_end(bar, menu);

@@ -21,6 +21,8 @@ public:
     virtual GMenuModel* primaryMenu() { return nullptr; }
     // One of those menus is opening: menus built from stores catch up.
     virtual void menuWillOpen() {}
+    // It closed again.
+    virtual void menuDidClose() {}
 };
 
 } // namespace quilt
