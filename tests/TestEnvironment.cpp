@@ -16,6 +16,7 @@
 #include "core/config/KTUpdateManager.h"
 #include "core/config/KTUserDefaults.h"
 #include "core/config/KTWebPageZoomManager.h"
+#include "core/menubar/KTShortcutManager.h"
 #include "core/web/KTScriptsManager.h"
 #include "core/web/KTStylesManager.h"
 #include "core/web/KTWhiteListManager.h"
@@ -113,6 +114,7 @@ void TestEnvironment::resetSharedStores()
     KTShared<KTScriptsManager>::reset();
     KTShared<KTStylesManager>::reset();
     KTShared<KTQuiltManager>::reset();
+    KTShared<KTShortcutManager>::reset();
     KTUserDefaults::resetStandardUserDefaults();
 }
 

@@ -1,5 +1,7 @@
 #include "app/AppDelegate.h"
 
+#include "app/KTMenuCommands.h"
+
 #include "core/config/KTBehaviorManager.h"
 #include "core/config/KTBookmarksManager.h"
 #include "core/config/KTBundle.h"
@@ -13,10 +15,12 @@
 #include "core/config/KTUpdateManager.h"
 #include "core/config/KTUserDefaults.h"
 #include "core/services/KTServiceManager.h"
+#include "core/menubar/KTMainMenu.h"
 #include "core/web/KTUserAgents.h"
 #include "core/windows/KTWindowRestorer.h"
 #include "ui/dialogs/KTDialogs.h"
 #include "ui/dialogs/KTQuitConfirmation.h"
+#include "ui/menubar/KTGlobalShortcut.h"
 #include "ui/windows/KTMainWindowController.h"
 #include "ui/windows/KTScreen.h"
 #include "web/KTWebContext.h"
@@ -45,34 +49,6 @@ KTMainWindowController* firstWindow()
     return list.empty() ? nullptr : list.front().get();
 }
 
-KTTabViewController* frontTabs(AppDelegate* app)
-{
-    auto* top = app->getTopMainController();
-    return top ? top->tabController() : nullptr;
-}
-
-// Actions that run a command of the front window or its tabs, if any, or
-// post a notification by name.
-template <void (KTTabViewController::*Command)()>
-void onFrontTabs(AppDelegate* app)
-{
-    if (auto* t = frontTabs(app))
-        (t->*Command)();
-}
-
-template <void (KTMainWindowController::*Command)()>
-void onFrontWindow(AppDelegate* app)
-{
-    if (auto* top = app->getTopMainController())
-        (top->*Command)();
-}
-
-template <const char* Name>
-void posting(AppDelegate*)
-{
-    KTNotificationCenter::defaultCenter().post(Name);
-}
-
 } // namespace
 
 AppDelegate::AppDelegate()
@@ -87,8 +63,8 @@ AppDelegate::~AppDelegate()
     KTShellDelegate::setShared(nullptr);
     if (KTMainWindowController::windowsDelegate() == this)
         KTMainWindowController::setWindowsDelegate(nullptr);
-    if (primaryMenu_)
-        g_object_unref(primaryMenu_);
+    KTGlobalShortcut::unbind();
+    commands_.reset();
     if (app_)
         g_object_unref(app_);
     sharedDelegate = nullptr;
@@ -227,8 +203,15 @@ void AppDelegate::applicationWillFinishLaunching()
 void AppDelegate::applicationDidFinishLaunching()
 {
     observations_.emplace_back(names::kShowWindow, [this](const KTNotification&) {
+        if (hidden_) {
+            applicationShouldHandleReopen();
+            return;
+        }
+        // The hot key's own time lets the window manager raise it over
+        // whatever had the focus.
         if (auto* top = getTopMainController())
-            gtk_widget_show(GTK_WIDGET(top->window().window()));
+            gtk_window_present_with_time(top->window().window(), hotKeyTime_ ? hotKeyTime_ : GDK_CURRENT_TIME);
+        hotKeyTime_ = 0;
     });
     if (auto* top = getTopMainController())
         top->updateWindowTitlebar();
@@ -362,14 +345,17 @@ void AppDelegate::closeTab()
     if (!top)
         return;
     KTTabViewController* tabs = top->tabController();
-    size_t n = tabs->tabsCount();
-    if (n >= 3) {
+    switch (KTMainMenu::closeTabRule(tabs->tabsCount())) {
+    case KTCloseTabRule::RemoveTab:
         tabs->removeCurrentTab();
-    } else if (n == 2) {
+        break;
+    case KTCloseTabRule::RemoveTabAndHideTabBar:
         tabs->removeCurrentTab();
         tabs->hideToolbar();
-    } else {
+        break;
+    case KTCloseTabRule::CloseWindow:
         top->close();
+        break;
     }
 }
 
@@ -438,83 +424,22 @@ void AppDelegate::applicationWillTerminate()
 
 void AppDelegate::installActions()
 {
-    struct Entry {
-        const char* name;
-        void (*run)(AppDelegate*);
-        std::vector<const char*> accels;
-    };
-    const std::vector<Entry> entries = {
-        {"quit", [](AppDelegate* s) { s->quit(true); }, {"<Control>q"}},
-        {"new-tab", onFrontTabs<&KTTabViewController::addNewTab>, {"<Control>t"}},
-        {"new-window", [](AppDelegate* s) { s->newWindowClick(); }, {"<Control>n"}},
-        {"close-tab", [](AppDelegate* s) { s->closeTab(); }, {"<Control>w"}},
-        {"reload", posting<names::kReload>, {"<Control>r", "F5"}},
-        {"stop", posting<names::kStop>, {}},
-        {"print", posting<names::kPrintPage>, {"<Control>p"}},
-        {"zoom-in", posting<names::kZoomIn>, {"<Control>plus", "<Control>equal", "<Control>KP_Add"}},
-        {"zoom-out", posting<names::kZoomOut>, {"<Control>minus", "<Control>KP_Subtract"}},
-        {"zoom-reset", posting<names::kResetZoom>, {"<Control>0", "<Control>KP_0"}},
-        {"back", onFrontTabs<&KTTabViewController::goBack>, {"<Alt>Left"}},
-        {"forward", onFrontTabs<&KTTabViewController::goForward>, {"<Alt>Right"}},
-        {"home", onFrontTabs<&KTTabViewController::goHome>, {"<Alt>Home"}},
-        {"focus-url", onFrontWindow<&KTMainWindowController::editUrl>, {"<Control>l"}},
-        {"toggle-toolbar", onFrontWindow<&KTMainWindowController::toggleToolbar>, {"<Control><Shift>l"}},
-        {"next-tab", [](AppDelegate* s) {
-             if (auto* t = frontTabs(s))
-                 t->selectRelative(1);
-         }, {"<Control>Page_Down", "<Control>Tab"}},
-        {"previous-tab", [](AppDelegate* s) {
-             if (auto* t = frontTabs(s))
-                 t->selectRelative(-1);
-         }, {"<Control>Page_Up", "<Control><Shift>ISO_Left_Tab"}},
-    };
-    for (const auto& e : entries) {
-        GSimpleAction* action = g_simple_action_new(e.name, nullptr);
-        g_signal_connect(action, "activate", G_CALLBACK(+[](GSimpleAction* a, GVariant*, AppDelegate* self) {
-                             auto run = reinterpret_cast<void (*)(AppDelegate*)>(g_object_get_data(G_OBJECT(a), "run"));
-                             run(self);
-                         }),
-                         this);
-        g_object_set_data(G_OBJECT(action), "run", reinterpret_cast<gpointer>(e.run));
-        g_action_map_add_action(G_ACTION_MAP(app_), G_ACTION(action));
-        g_object_unref(action);
-        std::vector<const char*> accels = e.accels;
-        accels.push_back(nullptr);
-        std::string detailed = std::string("app.") + e.name;
-        gtk_application_set_accels_for_action(app_, detailed.c_str(), accels.data());
-    }
-
+    commands_ = std::make_unique<KTMenuCommands>(*this, app_);
     addUseragents();
+}
 
-    GMenu* menu = g_menu_new();
-    GMenu* windows = g_menu_new();
-    g_menu_append(windows, "New Tab", "app.new-tab");
-    g_menu_append(windows, "New Window", "app.new-window");
-    g_menu_append_section(menu, nullptr, G_MENU_MODEL(windows));
-    GMenu* page = g_menu_new();
-    g_menu_append(page, "Reload", "app.reload");
-    g_menu_append(page, "Zoom In", "app.zoom-in");
-    g_menu_append(page, "Zoom Out", "app.zoom-out");
-    g_menu_append(page, "Actual Size", "app.zoom-reset");
-    g_menu_append(page, "Print…", "app.print");
-    g_menu_append_section(menu, nullptr, G_MENU_MODEL(page));
-    GMenu* agentsMenu = g_menu_new();
-    for (const char* name : KTUserAgents::kNames) {
-        GMenuItem* item = g_menu_item_new(name, nullptr);
-        g_menu_item_set_action_and_target_value(item, "app.user-agent", g_variant_new_string(name));
-        g_menu_append_item(agentsMenu, item);
-        g_object_unref(item);
-    }
-    GMenu* app = g_menu_new();
-    g_menu_append_submenu(app, "User Agent", G_MENU_MODEL(agentsMenu));
-    g_object_unref(agentsMenu);
-    g_menu_append(app, "Show or Hide the Toolbar", "app.toggle-toolbar");
-    g_menu_append(app, ("Quit " + KTQuiltManager::applicationName()).c_str(), "app.quit");
-    g_menu_append_section(menu, nullptr, G_MENU_MODEL(app));
-    primaryMenu_ = G_MENU_MODEL(menu);
-    g_object_unref(windows);
-    g_object_unref(page);
-    g_object_unref(app);
+GMenuModel* AppDelegate::primaryMenu() { return commands_ ? commands_->menu().model() : nullptr; }
+
+void AppDelegate::menuWillOpen()
+{
+    if (commands_)
+        commands_->menu().menuWillOpen();
+}
+
+void AppDelegate::menuDidClose()
+{
+    if (commands_)
+        commands_->menu().menuDidClose();
 }
 
 void AppDelegate::addUseragents()
@@ -581,10 +506,44 @@ void AppDelegate::setMainWindowTitleBar(bool hide)
                                                KTJson{{"TitlebarVisibility", hide}});
 }
 
+void AppDelegate::setStausBarOption(bool show)
+{
+    if (commands_)
+        commands_->setStausBarOption(show);
+}
+
 void AppDelegate::setHidePreferences(bool hide)
 {
+    if (commands_)
+        commands_->setHidePreferences(hide);
     if (auto* top = getTopMainController())
         top->hidePreferences(hide);
+}
+
+void AppDelegate::setUserScriptStyleOption(bool show)
+{
+    if (commands_)
+        commands_->setUserScriptStyleOption(show);
+}
+
+void AppDelegate::setMobileDesktopOption(bool show)
+{
+    if (commands_)
+        commands_->setMobileDesktopOption(show);
+}
+
+void AppDelegate::setBookmark(bool hide)
+{
+    if (commands_)
+        commands_->setBookmark(hide);
+}
+
+void AppDelegate::registerGlobalShortcut(const std::string& accelerator)
+{
+    KTGlobalShortcut::bind(accelerator, [this](uint32_t time) {
+        hotKeyTime_ = time;
+        KTNotificationCenter::defaultCenter().post(names::kShowWindow);
+    });
 }
 
 void AppDelegate::setDefaultWindowSize(double width, double height)

@@ -8,7 +8,9 @@
 
 #include <gtk/gtk.h>
 
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -16,6 +18,7 @@
 namespace quilt {
 
 class KTMainWindowController;
+class KTMenuCommands;
 
 // The application: brings the app up in a fixed order, opens URLs
 // handed over by the desktop, answers the commands, and saves the stores on
@@ -61,7 +64,12 @@ public:
     void setMainWindowTitle(bool) override;
     void setMainWindowTitleIcon(bool) override;
     void setMainWindowTitleBar(bool hide) override;
+    void setStausBarOption(bool show) override;
     void setHidePreferences(bool hide) override;
+    void setUserScriptStyleOption(bool show) override;
+    void setMobileDesktopOption(bool show) override;
+    void setBookmark(bool hide) override;
+    void registerGlobalShortcut(const std::string& accelerator) override;
     void setDefaultWindowSize(double width, double height) override;
     void setFirstWindowLevel(long level) override;
     void setFirstWindowShadow(bool) override;
@@ -71,7 +79,10 @@ public:
     KTRect mainScreenFrame() override;
 
     // KTMainWindowsDelegate
-    GMenuModel* primaryMenu() override { return primaryMenu_; }
+    GMenuModel* primaryMenu() override;
+    void menuWillOpen() override;
+    void menuDidClose() override;
+    KTMenuCommands* commands() const { return commands_.get(); }
 
 private:
     void onStartup();
@@ -83,7 +94,9 @@ private:
     void afterFirstPaint();
 
     GtkApplication* app_ = nullptr;
-    GMenuModel* primaryMenu_ = nullptr;
+    std::unique_ptr<KTMenuCommands> commands_;
+    // X time of the last global hot key press, to raise the window with.
+    uint32_t hotKeyTime_ = 0;
     KTRect defaultFrame_;
     bool launched_ = false;
     bool hidden_ = false;

@@ -1,5 +1,6 @@
 #include "web/KTPageHooks.h"
 
+#include "core/menubar/KTShortcutManager.h"
 #include "core/web/KTScriptsManager.h"
 #include "core/web/KTStylesManager.h"
 #include "core/web/KTTypedAddress.h"
@@ -46,7 +47,10 @@ bool KTPageHooks::hasOnlySecureContent(WebKitWebView* view)
 
 std::optional<std::string> KTPageHooks::addressForTypedText(const std::string& text)
 {
-    return KTTypedAddress::urlToLoad(text);
+    // A shortcut word stands for its URL, which then goes through the
+    // usual completion like anything typed.
+    auto shortcut = KTShortcutManager::sharedManager().findUrlForShortcut(text);
+    return KTTypedAddress::urlToLoad(shortcut && !shortcut->empty() ? *shortcut : text);
 }
 
 bool KTPageHooks::decidePermission(WebKitWebView*, WebKitPermissionRequest*) { return false; }

@@ -83,6 +83,7 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
     gtk_widget_show(progress_);
     gtk_widget_show(GTK_WIDGET(webview_));
     gtk_widget_show(container_);
+    pageTools_ = std::make_unique<KTWebView>(webview_);
 
     if (!relatedTo)
         loadUserScripts();
@@ -148,6 +149,8 @@ KTWebViewController::~KTWebViewController()
     observations_.clear();
     signals_.clear();
     refreshTimer_.reset();
+    findBar_.reset();
+    pageTools_.reset();
     if (webview_) {
         webkit_web_view_stop_loading(webview_);
         g_object_unref(webview_);
@@ -342,6 +345,7 @@ void KTWebViewController::onLoadChanged(WebKitLoadEvent event)
         setProgressVisible(false);
         updateTabInfo();
         finishPending_ = true;
+        finishedUrl_ = url();
         recordFinishedPage();
         if (item && item->label() != "New tab")
             isRecentNewTab = false;
@@ -360,7 +364,7 @@ void KTWebViewController::recordFinishedPage()
         return;
     finishPending_ = false;
     updateTabInfo();
-    KTHistoryManager::sharedManager().addUrlWithNameForDate(url(), title(),
+    KTHistoryManager::sharedManager().addUrlWithNameForDate(finishedUrl_, title(),
                                                             KTHistoryManager::dateString(std::time(nullptr)));
     if (item && item->label() != "New tab")
         isRecentNewTab = false;
@@ -485,6 +489,24 @@ void KTWebViewController::printWebView()
     WebKitPrintOperation* op = webkit_print_operation_new(webview_);
     webkit_print_operation_run_dialog(op, windowOf(container_));
     g_object_unref(op);
+}
+
+void KTWebViewController::biginSearch()
+{
+    if (!findBar_)
+        findBar_ = std::make_unique<KTFindBar>(*pageTools_);
+    if (!findTextMode()) {
+        // Between the progress line and the page, which moves down for it.
+        gtk_box_pack_start(GTK_BOX(container_), findBar_->widget(), FALSE, FALSE, 0);
+        gtk_box_reorder_child(GTK_BOX(container_), findBar_->widget(), 1);
+    }
+    gtk_widget_grab_focus(findBar_->searchField());
+}
+
+void KTWebViewController::hideSearchBar()
+{
+    if (findTextMode())
+        findBar_->searchDoneAction();
 }
 
 void KTWebViewController::setUserAgent()

@@ -4,10 +4,13 @@
 #include "core/config/KTNotificationCenter.h"
 #include "core/config/KTRateLimit.h"
 #include "core/config/KTSignal.h"
+#include "web/KTFindBar.h"
+#include "web/KTWebView.h"
 
 #include <gtk/gtk.h>
 #include <webkit2/webkit2.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -96,6 +99,12 @@ public:
     void resetZoom();
 
     void printWebView();
+    // Find in page: shows the find bar above the page and focuses its
+    // field; a second call only focuses it again.
+    void biginSearch();
+    void hideSearchBar();
+    bool findTextMode() const { return findBar_ && gtk_widget_get_parent(findBar_->widget()); }
+    KTFindBar* findBar() const { return findBar_.get(); }
     void setUserAgent();
     void setCustomUserAgent(const std::optional<std::string>& agent);
     void clearCache();
@@ -129,9 +138,14 @@ private:
     GtkWidget* failureNotice_ = nullptr;
     WebKitWebView* webview_ = nullptr;
     GRef<WebKitUserContentManager> contentManager_;
+    std::unique_ptr<KTWebView> pageTools_;
+    std::unique_ptr<KTFindBar> findBar_;
     bool abLoaded_ = false;
     bool committed_ = false;
     bool finishPending_ = false; // finished, visit not yet recorded
+    // The address that finished: by the time the title comes, the view may
+    // already be on its way to the next one.
+    std::string finishedUrl_;
     bool progressVisible_ = false;
     bool ownsMessageChannels_ = false;
     unsigned refreshTicks_ = 0;

@@ -16,6 +16,7 @@
 #include "web/KTWebUIDelegate.h"
 
 #include <fcntl.h>
+#include <gdk/gdkx.h>
 #include <gtk/gtk.h>
 #include <libsoup/soup.h>
 #include <signal.h>
@@ -295,7 +296,7 @@ std::string GuiTest::runJs(KTWebViewController* page, const std::string& script)
 }
 
 bool GuiTest::clickElement(KTWebViewController* page, const std::string& selector,
-                           const std::vector<std::string>& modifiers)
+                           const std::vector<std::string>& modifiers, int button)
 {
     std::string at = runJs(page, "(function(){var e=document.querySelector('" + selector
                                      + "'); if(!e) return ''; var r=e.getBoundingClientRect();"
@@ -318,10 +319,80 @@ bool GuiTest::clickElement(KTWebViewController* page, const std::string& selecto
     std::vector<std::string> args = {"xdotool", "mousemove", "--sync", std::to_string(ox + x), std::to_string(oy + y)};
     for (auto& m : modifiers)
         args.insert(args.end(), {"keydown", m});
-    args.insert(args.end(), {"click", "1"});
+    args.insert(args.end(), {"click", std::to_string(button)});
     for (auto it = modifiers.rbegin(); it != modifiers.rend(); ++it)
         args.insert(args.end(), {"keyup", *it});
     return runProgram(args, 5s).exitCode == 0;
+}
+
+bool clickWidget(GtkWidget* widget, int button)
+{
+    if (!waitUntil([&] { return gtk_widget_get_mapped(widget) && gtk_widget_get_allocated_width(widget) > 1; }))
+        return false;
+    int ox = 0, oy = 0;
+    gdk_window_get_origin(gtk_widget_get_window(widget), &ox, &oy);
+    GtkAllocation a;
+    gtk_widget_get_allocation(widget, &a);
+    if (!gtk_widget_get_has_window(widget)) {
+        ox += a.x;
+        oy += a.y;
+    }
+    return runProgram({"xdotool", "mousemove", "--sync", std::to_string(ox + a.width / 2),
+                       std::to_string(oy + a.height / 2), "click", std::to_string(button)},
+                      5s)
+               .exitCode
+        == 0;
+}
+
+std::string xidOf(GtkWidget* window)
+{
+    GdkWindow* w = gtk_widget_get_window(gtk_widget_get_toplevel(window));
+    return w ? std::to_string(gdk_x11_window_get_xid(w)) : "";
+}
+
+bool xdotoolIn(GtkWidget* widget, const std::vector<std::string>& args)
+{
+    std::string xid = xidOf(widget);
+    GtkWindow* window = GTK_WINDOW(gtk_widget_get_toplevel(widget));
+    // Not --sync: the window takes the focus through this process's main
+    // loop, which must run meanwhile.
+    if (!gtk_window_is_active(window)
+        && (xid.empty() || runProgram({"xdotool", "windowactivate", xid}, 5s).exitCode != 0
+            || !waitUntil([&] { return gtk_window_is_active(window); }, 5s)))
+        return false;
+    std::vector<std::string> argv = {"xdotool"};
+    argv.insert(argv.end(), args.begin(), args.end());
+    return runProgram(argv, 10s).exitCode == 0;
+}
+
+std::vector<GtkWidget*> poppedUpMenuItems()
+{
+    std::vector<GtkWidget*> items;
+    GList* tops = gtk_window_list_toplevels();
+    for (GList* l = tops; l; l = l->next) {
+        GtkWidget* w = GTK_WIDGET(l->data);
+        if (!gtk_widget_get_mapped(w) || gtk_window_get_window_type(GTK_WINDOW(w)) != GTK_WINDOW_POPUP)
+            continue;
+        GtkWidget* child = gtk_bin_get_child(GTK_BIN(w));
+        if (!child || !GTK_IS_MENU(child))
+            continue;
+        items.clear(); // the innermost (last mapped) menu wins
+        GList* kids = gtk_container_get_children(GTK_CONTAINER(child));
+        for (GList* k = kids; k; k = k->next)
+            if (gtk_widget_get_visible(GTK_WIDGET(k->data)) && !GTK_IS_SEPARATOR_MENU_ITEM(k->data))
+                items.push_back(GTK_WIDGET(k->data));
+        g_list_free(kids);
+    }
+    g_list_free(tops);
+    return items;
+}
+
+std::string menuItemText(GtkWidget* item)
+{
+    const char* label = gtk_menu_item_get_label(GTK_MENU_ITEM(item));
+    std::string text = label ? label : "";
+    std::erase(text, '_');
+    return text;
 }
 
 GtkWidget* findWindow(const std::function<bool(GtkWidget*)>& match)

@@ -121,7 +121,7 @@ protected:
     std::string runJs(KTWebViewController* page, const std::string& script);
     // A real click (X input) on the element's centre with modifiers held.
     bool clickElement(KTWebViewController* page, const std::string& selector,
-                      const std::vector<std::string>& modifiers = {});
+                      const std::vector<std::string>& modifiers = {}, int button = 1);
 
     GtkWidget* findMessageDialog(const std::string& text) const;
     GtkWidget* waitForMessageDialog(const std::string& text);
@@ -215,6 +215,18 @@ private:
 GtkWidget* findWindow(const std::function<bool(GtkWidget*)>& match);
 // A string property of a widget ("text", "secondary-text" of a message dialog).
 std::string textOf(GtkWidget* dialog, const char* property = "text");
+
+// A real click (X input) on the middle of a shown widget.
+bool clickWidget(GtkWidget* widget, int button = 1);
+// Activates the widget's window, then runs `xdotool <args...>` (key, type).
+bool xdotoolIn(GtkWidget* widget, const std::vector<std::string>& args);
+// The items of the menu that is popped up now (a context menu, an open
+// menu of a menu bar), in order; none when no menu is up.
+std::vector<GtkWidget*> poppedUpMenuItems();
+// A menu item's text without its mnemonic underscores.
+std::string menuItemText(GtkWidget* item);
+// The X window id of a top-level window, as xdotool names it.
+std::string xidOf(GtkWidget* window);
 
 // Visible top-level windows whose class is the bundle identifier.
 std::vector<std::string> visibleWindows(const std::string& windowClass);

@@ -58,10 +58,8 @@ KTMainWindow::KTMainWindow(GtkApplication* app)
 
     GtkWidget* column = verticalBox();
     menuBarArea_ = verticalBox();
-    findBarArea_ = verticalBox();
     contentArea_ = verticalBox();
     gtk_box_pack_start(GTK_BOX(column), menuBarArea_, FALSE, FALSE, 0);
-    gtk_box_pack_start(GTK_BOX(column), findBarArea_, FALSE, FALSE, 0);
     gtk_box_pack_start(GTK_BOX(column), contentArea_, TRUE, TRUE, 0);
     gtk_container_add(GTK_CONTAINER(window_), column);
 

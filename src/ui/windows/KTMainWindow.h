@@ -30,10 +30,8 @@ public:
 
     GtkWindow* window() const { return GTK_WINDOW(window_); }
     GtkHeaderBar* headerBar() const { return GTK_HEADER_BAR(headerBar_); }
-    // Empty vertical boxes: a menu bar goes under the header, a find bar
-    // right above the content.
+    // An empty vertical box under the header, for the menu bar.
     GtkBox* menuBarArea() const { return GTK_BOX(menuBarArea_); }
-    GtkBox* findBarArea() const { return GTK_BOX(findBarArea_); }
     void setContent(GtkWidget* content);
 
     // The title of the window as the task list and window switcher show it,
@@ -78,7 +76,6 @@ private:
     GtkWidget* middle_ = nullptr;
     bool middleShown_ = false;
     GtkWidget* menuBarArea_ = nullptr;
-    GtkWidget* findBarArea_ = nullptr;
     GtkWidget* contentArea_ = nullptr;
     GtkWidget* buttonWrapper_ = nullptr;
     GtkWidget* hoverArea_ = nullptr;

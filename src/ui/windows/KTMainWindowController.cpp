@@ -82,6 +82,17 @@ KTMainWindowController::KTMainWindowController(std::unique_ptr<KTWebViewControll
     , tabController_(std::make_unique<KTTabViewController>(std::move(first)))
 {
     buildToolbar();
+    if (GMenuModel* model = windowsDelegate_ ? windowsDelegate_->primaryMenu() : nullptr) {
+        // The main menu as a bar under the title bar, standing in for the toolbar.
+        menuBar_ = std::make_unique<KTMenuBar>(window_->window(), model, [](bool opening) {
+            if (windowsDelegate_ && opening)
+                windowsDelegate_->menuWillOpen();
+            else if (windowsDelegate_)
+                windowsDelegate_->menuDidClose();
+        });
+        menuBar_->setToolbarShown(toolbarShown_);
+        gtk_box_pack_start(window_->menuBarArea(), menuBar_->widget(), FALSE, FALSE, 0);
+    }
     window_->setContent(tabController_->view());
     tabController_->delegate = this;
     signals_.emplace_back(window_->window(), "delete-event",
@@ -149,6 +160,15 @@ void KTMainWindowController::buildToolbar()
     gtk_widget_set_tooltip_text(menu, "Menu");
     if (GMenuModel* model = windowsDelegate_ ? windowsDelegate_->primaryMenu() : nullptr)
         gtk_menu_button_set_menu_model(GTK_MENU_BUTTON(menu), model);
+    signals_.emplace_back(menu, "toggled", G_CALLBACK(+[](GtkToggleButton* b, gpointer) {
+                              if (!windowsDelegate_)
+                                  return;
+                              if (gtk_toggle_button_get_active(b))
+                                  windowsDelegate_->menuWillOpen();
+                              else
+                                  windowsDelegate_->menuDidClose();
+                          }),
+                          nullptr);
     gtk_header_bar_pack_end(bar, menu);
     toolbarButton_ = toolButton("view-reveal-symbolic", "Show or Hide the Toolbar", "app.toggle-toolbar");
     gtk_header_bar_pack_end(bar, toolbarButton_);
@@ -282,6 +302,8 @@ void KTMainWindowController::toggleToolbar()
 void KTMainWindowController::setToolbarShown(bool shown)
 {
     toolbarShown_ = shown;
+    if (menuBar_)
+        menuBar_->setToolbarShown(shown);
     for (GtkWidget* w : toolbarItems_)
         gtk_widget_set_visible(w, shown);
     window_->showMiddleWidget(shown);

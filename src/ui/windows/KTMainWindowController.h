@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ui/menubar/KTMenuBar.h"
 #include "ui/windows/KTDownloadsView.h"
 #include "ui/windows/KTMainWindow.h"
 #include "ui/windows/KTMainWindowsDelegate.h"
@@ -42,6 +43,7 @@ public:
     KTTabViewController* tabController() const { return tabController_.get(); }
     KTURLBarField& urlTextField() { return *urlField_; }
     KTDownloadsView* downloadsView() const { return downloads_.get(); }
+    KTMenuBar* menuBar() const { return menuBar_.get(); }
     bool toolbarShown() const { return toolbarShown_; }
     std::string titleText() const { return window_->title(); }
 
@@ -94,6 +96,7 @@ private:
     std::vector<GtkWidget*> toolbarItems_;
     GtkWidget* toolbarButton_ = nullptr;
     std::unique_ptr<KTDownloadsView> downloads_;
+    std::unique_ptr<KTMenuBar> menuBar_;
     bool toolbarShown_ = false;
     bool askingToClose_ = false;
     std::vector<KTObservation> observations_;

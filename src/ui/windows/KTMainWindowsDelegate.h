@@ -16,8 +16,13 @@ public:
     virtual void hideApplication() = 0;
     // A window was made and listed.
     virtual void windowDidOpen(KTMainWindowController* /*controller*/) {}
-    // The model of every window's menu button; null for an empty button.
+    // The main menu: every window's menu button and menu bar show it; null
+    // for an empty button and no menu bar.
     virtual GMenuModel* primaryMenu() { return nullptr; }
+    // One of those menus is opening: menus built from stores catch up.
+    virtual void menuWillOpen() {}
+    // It closed again.
+    virtual void menuDidClose() {}
 };
 
 } // namespace quilt
