@@ -8,6 +8,7 @@ using namespace quilt;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
+    fuzz::KTFuzzWorld::get(); // the running bundle, before its path is asked for
     fuzz::fuzzRules<KTStylesManager>(KTStylesManager::defaultPath(), fuzz::bytesOf(data, size));
     KTStylesManager styles(KTStylesManager::defaultPath());
     for (const auto& name : styles.rulesArray())
