@@ -42,7 +42,9 @@ nice cmake --build "$BUILD" -j "$CORES" --target "${targets[@]}"
 
 # Leaks count as findings; GLib's and WebKit's own process-lifetime
 # allocations are suppressed narrowly in the file named here.
-export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:strict_string_checks=1:detect_stack_use_after_return=1:check_initialization_order=1
+# Slow unwinding on malloc: the suppressions match frames inside GLib,
+# which is built without frame pointers.
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:fast_unwind_on_malloc=0:strict_string_checks=1:detect_stack_use_after_return=1:check_initialization_order=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 export LSAN_OPTIONS=suppressions=$ROOT/scripts/lsan.supp:print_suppressions=0
 # Reports name functions and lines when a symbolizer is installed.
