@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # scripts/check-layers.sh [ROOT]
 # Fails when a source file includes a layer above its own (see
-# docs/ARCHITECTURE.md): core < web < ui < app, and tools/ and helper/ sit on
-# the core alone, as does src/webext (the module loaded into WebKit's web
-# processes), which no other layer includes. Also refuses "../" includes, which would sidestep the
-# per-layer include folders, and GTK or WebKit headers in the core.
+# docs/ARCHITECTURE.md): core < web < ui < app, and tools/, helper/ and fuzz/
+# sit on the core alone, as does src/webext (the module loaded into WebKit's
+# web processes), which no other layer includes. Also refuses "../" includes,
+# which would sidestep the per-layer include folders, and GTK or WebKit headers
+# in the core.
 set -u
 root=${1:-$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)}
 cd "$root" || exit 2
@@ -24,7 +25,7 @@ report() {
 while IFS= read -r file; do
   case "$file" in
     src/*) own=${file#src/}; own=${own%%/*} ;;
-    tools/* | helper/*) own=core ;;
+    tools/* | helper/* | fuzz/*) own=core ;;
     *) continue ;;
   esac
   ownRank=$(rank "$own")

@@ -15,6 +15,8 @@ PACKAGES=(
   desktop-file-utils xdotool imagemagick attr python3
   libgdk-pixbuf2.0-bin librsvg2-common fonts-dejavu-core ca-certificates
   procps psmisc
+  # the sanitizer and fuzzing tree (scripts/fuzz-and-sanitize.sh)
+  clang-15 libfuzzer-15-dev
   # localedef data: the store tests also run under a decimal-comma language
   locales
 )

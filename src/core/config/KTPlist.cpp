@@ -4,6 +4,7 @@
 #include "core/config/KTNumber.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <plist/plist.h>
 
@@ -44,11 +45,11 @@ KTJson fromNode(plist_t node, int depth)
         return d;
     }
     case PLIST_STRING: {
-        // By pointer and length: a string holding NUL bytes would trip an
-        // assertion (an abort) in the copying accessor.
+        // plist_get_string_val asserts (and aborts the app) when a string
+        // holds a NUL byte. libplist keeps only the text before it anyway.
         uint64_t length = 0;
         const char* s = plist_get_string_ptr(node, &length);
-        return s ? std::string(s, static_cast<size_t>(length)) : std::string();
+        return s ? std::string(s, ::strnlen(s, length)) : std::string();
     }
     case PLIST_KEY: {
         char* s = nullptr;
@@ -113,8 +114,14 @@ plist_t toNode(const KTJson& v)
         return plist_new_uint(v.get<uint64_t>());
     case KTJson::value_t::number_float:
         return plist_new_real(v.get<double>());
-    case KTJson::value_t::string:
-        return plist_new_string(v.get_ref<const std::string&>().c_str());
+    case KTJson::value_t::string: {
+        // A string cannot hold a NUL byte in a property list: such text
+        // (read from a data element) is written back as data, whole.
+        const std::string& s = v.get_ref<const std::string&>();
+        if (s.find('\0') != std::string::npos)
+            return plist_new_data(s.data(), s.size());
+        return plist_new_string(s.c_str());
+    }
     case KTJson::value_t::array: {
         plist_t arr = plist_new_array();
         for (const auto& item : v)
@@ -144,10 +151,23 @@ std::optional<KTJson> KTPlist::parse(std::string_view bytes, std::string* error)
         return std::nullopt;
     }
     PlistHolder h;
-    if (bytes.substr(0, 6) == "bplist")
-        plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &h.node);
-    else {
-        KTCNumericScope cNumbers; // libplist reads <real> with strtod
+    KTCNumericScope cNumbers; // libplist reads and writes <real> with the C library
+    if (bytes.substr(0, 6) == "bplist") {
+        // A binary list may hold a dictionary key with a NUL byte, and
+        // libplist's key getter aborts the process on one. Its XML form
+        // reads back with every key cut at the NUL, so the binary list is
+        // read through that (dates keep whole seconds).
+        PlistHolder binary;
+        plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &binary.node);
+        char* xml = nullptr;
+        uint32_t length = 0;
+        if (binary.node)
+            plist_to_xml(binary.node, &xml, &length);
+        if (xml) {
+            plist_from_xml(xml, length, &h.node);
+            plist_to_xml_free(xml);
+        }
+    } else {
         plist_from_xml(bytes.data(), static_cast<uint32_t>(bytes.size()), &h.node);
     }
     if (!h.node) {

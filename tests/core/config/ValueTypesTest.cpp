@@ -157,6 +157,23 @@ TEST(Plist, ReadsBinaryPropertyLists)
     EXPECT_EQ(json::stringFor(*nul, "CFBundleName").value_or("").substr(0, 2), std::string("a\0", 2));
 }
 
+TEST(Plist, NulBytesNeitherAbortNorGetLost)
+{
+    // libplist aborts the process when its string getter meets a NUL byte
+    // in a string; the text before it is what libplist keeps.
+    const char xml[] = "<plist version=\"1.0\"><dict><key>k</key><string>a\0b</string></dict></plist>";
+    auto v = KTPlist::parse(std::string_view(xml, sizeof xml - 1));
+    ASSERT_TRUE(v);
+    EXPECT_EQ(*v, KTJson({{"k", "a"}}));
+
+    // Data read as text keeps its NUL bytes when written back.
+    TestEnvironment env;
+    const std::string path = env.root() + "/nul.plist";
+    const KTJson blob = {{"blob", std::string("\x00\x01z", 3)}};
+    ASSERT_TRUE(KTPlist::writeFile(path, blob));
+    EXPECT_EQ(KTPlist::readFile(path), blob);
+}
+
 // --- ICNS ------------------------------------------------------------------
 
 std::string pngOfSize(int pixels)
