@@ -15,6 +15,9 @@ PACKAGES=(
   desktop-file-utils xdotool imagemagick attr python3
   libgdk-pixbuf2.0-bin librsvg2-common fonts-dejavu-core ca-certificates
   procps psmisc
+  # the package (cpack -G DEB reads library dependencies with dpkg-shlibdeps)
+  # and the install test's checks of the manual page and completions
+  dpkg-dev file groff-base bash-completion zsh
   # localedef data: the store tests also run under a decimal-comma language
   locales
 )
