@@ -1,6 +1,6 @@
 # Installation into FHS/XDG places, and a Debian package of it (cpack -G DEB).
 # The folders are fixed relative to the prefix: quilt-create finds its
-# template in ../share/quilt and the helper in ../libexec/quilt from bin/.
+# template in ../lib/quilt and the helper in ../libexec/quilt from bin/.
 set(QUILT_PACKAGING_DIR ${CMAKE_CURRENT_LIST_DIR})
 set(QUILT_PACKAGE_MAINTAINER "Quilt developers <quilt@example.org>"
   CACHE STRING "Maintainer named in the Debian package and its changelog")
@@ -9,13 +9,13 @@ install(TARGETS quilt-create RUNTIME DESTINATION bin)
 install(TARGETS quilt-helper RUNTIME DESTINATION libexec/quilt)
 
 # The assembled template bundle, as the build tree has it.
-install(DIRECTORY ${CMAKE_BINARY_DIR}/DefaultApp.app DESTINATION share/quilt
+install(DIRECTORY ${CMAKE_BINARY_DIR}/DefaultApp.app DESTINATION lib/quilt
   USE_SOURCE_PERMISSIONS PATTERN .stamp EXCLUDE)
 # Its two binaries are copies, not install targets: strip them when the
 # targets are (cmake --install --strip, and cpack).
 install(CODE "
   if(CMAKE_INSTALL_DO_STRIP)
-    set(bundle \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/share/quilt/DefaultApp.app/Contents\")
+    set(bundle \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/lib/quilt/DefaultApp.app/Contents\")
     execute_process(COMMAND \"${CMAKE_STRIP}\" --strip-unneeded
       \"\${bundle}/MacOS/DefaultApp\" \"\${bundle}/Frameworks/WebExtensions/$<TARGET_FILE_NAME:quilt-webext>\"
       COMMAND_ERROR_IS_FATAL ANY)
@@ -58,18 +58,21 @@ install(FILES ${QUILT_PACKAGING_DIR}/copyright ${CMAKE_BINARY_DIR}/packaging/cha
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME quilt)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+# The first packaging of this version: a Debian revision, as a packaged
+# upstream program has.
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_PACKAGE_CONTACT "${QUILT_PACKAGE_MAINTAINER}")
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${QUILT_PACKAGE_MAINTAINER}")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION web)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "turn web sites into desktop apps of their own")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "turn web sites into desktop apps of their own
- quilt-create makes one small app per web site: a bundle with its own icon,
- desktop entry, cookies and storage, showing the site in GTK windows with
- tabs, keeping navigation on the site and sending foreign links to the usual
- browser. Logins are kept in the keyring and page notifications reach the
- desktop through quilt-helper, which the session bus starts when needed.")
+# The summary heads the description; cpack indents these lines under it.
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "quilt-create makes one small app per web site: a bundle with its own icon,
+desktop entry, cookies and storage, showing the site in GTK windows with
+tabs, keeping navigation on the site and sending foreign links to the usual
+browser. Logins are kept in the keyring and page notifications reach the
+desktop through quilt-helper, which the session bus starts when needed.")
 # Real library dependencies, read from the binaries by dpkg-shlibdeps.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Logins live in the Secret Service; made apps are listed in menus.

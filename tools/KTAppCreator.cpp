@@ -37,7 +37,7 @@ namespace quilt {
 
 namespace {
 
-constexpr const char* kInstalledTemplate = "/usr/share/quilt/DefaultApp.app";
+constexpr const char* kInstalledTemplate = "/usr/lib/quilt/DefaultApp.app";
 
 std::string oneLine(std::string text)
 {
@@ -403,12 +403,12 @@ std::string KTAppCreator::findTemplate(const std::optional<std::string>& option)
     ssize_t n = ::readlink("/proc/self/exe", buf, sizeof buf - 1);
     if (n > 0) {
         // build/tools/quilt-create -> build/DefaultApp.app; an installed
-        // PREFIX/bin/quilt-create -> PREFIX/share/quilt/DefaultApp.app, so
+        // PREFIX/bin/quilt-create -> PREFIX/lib/quilt/DefaultApp.app, so
         // a staged or /usr/local install uses its own template.
         std::string exe(buf, static_cast<size_t>(n));
         const std::string up = KTFileUtil::parentFolder(KTFileUtil::parentFolder(exe));
         for (const std::string& candidate : {up + "/" + KTBundleBuilder::kTemplateName,
-                                             up + "/share/quilt/" + KTBundleBuilder::kTemplateName})
+                                             up + "/lib/quilt/" + KTBundleBuilder::kTemplateName})
             if (!KTBundleBuilder::templateProblem(candidate))
                 return candidate;
     }

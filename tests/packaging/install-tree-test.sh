@@ -16,7 +16,7 @@ DESTDIR=$STAGE/root "$CMAKE" --install "$BUILD" --prefix /usr >"$STAGE/install.l
   { cat "$STAGE/install.log" >&2; fail "cmake --install"; }
 R=$STAGE/root/usr
 
-for f in bin/quilt-create libexec/quilt/quilt-helper share/quilt/DefaultApp.app/Contents/MacOS/DefaultApp; do
+for f in bin/quilt-create libexec/quilt/quilt-helper lib/quilt/DefaultApp.app/Contents/MacOS/DefaultApp; do
   [[ -f $R/$f && -x $R/$f ]] || fail "not an executable: /usr/$f"
 done
 for f in share/dbus-1/services/org.quilt.Helper.service share/man/man1/quilt-create.1.gz \
@@ -26,12 +26,12 @@ for f in share/dbus-1/services/org.quilt.Helper.service share/man/man1/quilt-cre
 done
 # Nothing lands outside the prefix, and the build's marker stays behind.
 [[ $(ls "$STAGE/root") == usr ]] || fail "installed outside /usr: $(ls "$STAGE/root")"
-[[ ! -e $R/share/quilt/DefaultApp.app/.stamp ]] || fail "build marker installed"
+[[ ! -e $R/lib/quilt/DefaultApp.app/.stamp ]] || fail "build marker installed"
 
 # The template is installed whole: the same files as the assembled one.
 diff <(cd "$BUILD/DefaultApp.app" && find . ! -name .stamp | sort) \
-     <(cd "$R/share/quilt/DefaultApp.app" && find . | sort) >&2 || fail "template bundle differs"
-[[ -n $(find "$R/share/quilt/DefaultApp.app/Contents/Frameworks/WebExtensions" -name '*.so') ]] ||
+     <(cd "$R/lib/quilt/DefaultApp.app" && find . | sort) >&2 || fail "template bundle differs"
+[[ -n $(find "$R/lib/quilt/DefaultApp.app/Contents/Frameworks/WebExtensions" -name '*.so') ]] ||
   fail "template lacks its web process extension"
 
 # The system activation file names the helper at its final place.
@@ -47,7 +47,7 @@ unset QUILT_TEMPLATE QUILT_HELPER
 "$R/bin/quilt-create" --url https://www.example.org/ --name Staged >"$STAGE/create.log" 2>&1 ||
   { cat "$STAGE/create.log" >&2; fail "staged quilt-create"; }
 app=$XDG_DATA_HOME/quilt/apps/Staged.app
-cmp "$app/Contents/MacOS/DefaultApp" "$R/share/quilt/DefaultApp.app/Contents/MacOS/DefaultApp" ||
+cmp "$app/Contents/MacOS/DefaultApp" "$R/lib/quilt/DefaultApp.app/Contents/MacOS/DefaultApp" ||
   fail "the app was not made from the staged template"
 grep -qx "Exec=$R/libexec/quilt/quilt-helper" "$XDG_DATA_HOME/dbus-1/services/org.quilt.Helper.service" ||
   fail "per-user service file does not name the staged helper"
