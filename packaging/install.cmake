@@ -31,7 +31,8 @@ install(CODE "
   configure_file(\"${QUILT_PACKAGING_DIR}/org.quilt.Helper.service.in\" \"\${staged}\" @ONLY)
   file(INSTALL \"\${staged}\"
     DESTINATION \"\${CMAKE_INSTALL_PREFIX}/share/dbus-1/services\"
-    FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)")
+    FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+  file(REMOVE_RECURSE \"${CMAKE_BINARY_DIR}/packaging/\${key}\")")
 
 # Compressed without names or dates, so the package is reproducible.
 configure_file(${QUILT_PACKAGING_DIR}/changelog.Debian ${CMAKE_BINARY_DIR}/packaging/changelog.Debian @ONLY)
