@@ -17,6 +17,9 @@ PACKAGES=(
   procps psmisc
   # the sanitizer and fuzzing tree (scripts/fuzz-and-sanitize.sh)
   clang-15 libfuzzer-15-dev
+  # the package (cpack -G DEB reads library dependencies with dpkg-shlibdeps)
+  # and the install test's checks of the manual page and completions
+  dpkg-dev file groff-base bash-completion zsh
   # localedef data: the store tests also run under a decimal-comma language
   locales
 )

@@ -42,7 +42,7 @@ namespace quilt {
 
 namespace {
 
-constexpr const char* kInstalledTemplate = "/usr/share/quilt/DefaultApp.app";
+constexpr const char* kInstalledTemplate = "/usr/lib/quilt/DefaultApp.app";
 
 std::string oneLine(std::string text)
 {
@@ -454,11 +454,15 @@ std::string KTAppCreator::findTemplate(const std::optional<std::string>& option)
     char buf[PATH_MAX];
     ssize_t n = ::readlink("/proc/self/exe", buf, sizeof buf - 1);
     if (n > 0) {
-        // build/tools/quilt-create -> build/DefaultApp.app
+        // build/tools/quilt-create -> build/DefaultApp.app; an installed
+        // PREFIX/bin/quilt-create -> PREFIX/lib/quilt/DefaultApp.app, so
+        // a staged or /usr/local install uses its own template.
         std::string exe(buf, static_cast<size_t>(n));
-        std::string beside = KTFileUtil::parentFolder(KTFileUtil::parentFolder(exe)) + "/" + KTBundleBuilder::kTemplateName;
-        if (!KTBundleBuilder::templateProblem(beside))
-            return beside;
+        const std::string up = KTFileUtil::parentFolder(KTFileUtil::parentFolder(exe));
+        for (const std::string& candidate : {up + "/" + KTBundleBuilder::kTemplateName,
+                                             up + "/lib/quilt/" + KTBundleBuilder::kTemplateName})
+            if (!KTBundleBuilder::templateProblem(candidate))
+                return candidate;
     }
     if (!KTBundleBuilder::templateProblem(kInstalledTemplate))
         return kInstalledTemplate;

@@ -25,7 +25,8 @@ public:
     void remove(const KTCreateOptions& options);
 
     // --template, else $QUILT_TEMPLATE, else DefaultApp.app beside the
-    // folder of this program, else /usr/share/quilt/DefaultApp.app.
+    // folder of this program (the build tree), else ../lib/quilt/ from it
+    // (an installed prefix), else /usr/lib/quilt/DefaultApp.app.
     static std::string findTemplate(const std::optional<std::string>& option);
     static std::string version();
 

@@ -259,7 +259,8 @@ Options for making an app:
                          $XDG_DATA_HOME/quilt/apps)
   --template DIR         the template bundle DefaultApp.app to copy
                          (default: $QUILT_TEMPLATE, then next to this tool,
-                         then /usr/share/quilt/DefaultApp.app)
+                         then ../lib/quilt/DefaultApp.app from this tool's
+                         folder, then /usr/lib/quilt/DefaultApp.app)
   --force                replace an existing app of the same name, keeping its
                          data and any data files changed since it was made
 

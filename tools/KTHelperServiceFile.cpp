@@ -38,8 +38,9 @@ std::optional<std::string> KTHelperServiceFile::findHelper()
     if (n <= 0)
         return std::nullopt;
     const std::string folder = KTFileUtil::parentFolder(std::string(buf, static_cast<size_t>(n)));
+    const std::string up = KTFileUtil::parentFolder(folder);
     for (const std::string& candidate :
-         {KTFileUtil::parentFolder(folder) + "/helper/quilt-helper", folder + "/quilt-helper"})
+         {up + "/helper/quilt-helper", up + "/libexec/quilt/quilt-helper", folder + "/quilt-helper"})
         if (::access(candidate.c_str(), X_OK) == 0)
             return candidate;
     return std::nullopt;

@@ -16,8 +16,8 @@ public:
     static std::string contents(const std::string& helperExecutable);
 
     // QUILT_HELPER when set, else quilt-helper in ../helper beside the
-    // tool's own folder (the build tree) or beside the tool itself
-    // (installed side by side); nullopt when none is there.
+    // tool's own folder (the build tree), in ../libexec/quilt (installed in
+    // a prefix) or beside the tool itself; nullopt when none is there.
     static std::optional<std::string> findHelper();
 
     // Writes the file when its text differs; false with `error` on failure.
