@@ -31,9 +31,13 @@ notebook.quilt-tabs.quilt-tabbar-22 > header tab { min-height: 22px; }
 notebook.quilt-tabs.quilt-tabbar-26 > header tab { min-height: 26px; }
 )css";
 
-// A tab's width when there is room; the strip scrolls when there is not.
+// A tab's width when there is room; crowded tabs shrink toward the minimum,
+// and only past that does the strip scroll.
 constexpr int kTabWidth = 100;
+constexpr int kTabMinWidth = 30;
 constexpr int kTabPadding = 8;
+// The strip's "+" and scroll arrows.
+constexpr int kStripReserve = 60;
 
 void installTabStyle()
 {
@@ -64,7 +68,7 @@ public:
         gtk_label_set_width_chars(GTK_LABEL(label_), 1);
         gtk_label_set_max_width_chars(GTK_LABEL(label_), 1);
         gtk_label_set_xalign(GTK_LABEL(label_), 0);
-        gtk_widget_set_size_request(box_, kTabWidth - kTabPadding, -1);
+        setWidth(kTabWidth);
         GtkWidget* close = gtk_button_new_from_icon_name("window-close-symbolic", GTK_ICON_SIZE_MENU);
         gtk_button_set_relief(GTK_BUTTON(close), GTK_RELIEF_NONE);
         gtk_widget_set_focus_on_click(close, FALSE);
@@ -84,6 +88,12 @@ public:
         g_object_unref(box_);
     }
     GtkWidget* widget() const { return box_; }
+    void setWidth(int width)
+    {
+        gtk_widget_set_size_request(box_, width - kTabPadding, -1);
+        // Too narrow for a title: the favicon stands for the tab.
+        gtk_widget_set_visible(label_, width >= 60);
+    }
 
     void setLabel(const std::string& text) override
     {
@@ -151,6 +161,18 @@ KTTabViewController::KTTabViewController(std::unique_ptr<KTWebViewController> fi
                               self->onSwitchPage(child);
                           }),
                           this, G_CONNECT_AFTER);
+    signals_.emplace_back(notebook_, "size-allocate",
+                          G_CALLBACK(+[](GtkWidget*, GdkRectangle*, KTTabViewController* self) {
+                              // Sizes change after this allocation, not inside it.
+                              if (!self->fitIdle_)
+                                  self->fitIdle_ = g_idle_add(+[](gpointer data) -> gboolean {
+                                      auto* me = static_cast<KTTabViewController*>(data);
+                                      me->fitIdle_ = 0;
+                                      me->fitTabWidths();
+                                      return G_SOURCE_REMOVE;
+                                  }, self);
+                          }),
+                          this);
     signals_.emplace_back(notebook_, "page-reordered",
                           G_CALLBACK(+[](GtkNotebook*, GtkWidget* child, guint index, KTTabViewController* self) {
                               self->onPageReordered(child, index);
@@ -166,6 +188,8 @@ KTTabViewController::KTTabViewController(std::unique_ptr<KTWebViewController> fi
 KTTabViewController::~KTTabViewController()
 {
     tearingDown_ = true;
+    if (fitIdle_)
+        g_source_remove(fitIdle_);
     observations_.clear();
     signals_.clear();
     // The notebook lets go of the pages first; then the pages go.
@@ -361,10 +385,28 @@ void KTTabViewController::syncNotebook()
     }
     showSelectedPage();
     syncing_ = false;
+    fitTabWidths(true);
     GtkWidget* after = currentNotebookPage();
     if (after && after != before)
         if (Tab* t = tabForWidget(after))
             didSelect(*t);
+}
+
+int KTTabViewController::tabWidthFor(int stripWidth, size_t count)
+{
+    if (count == 0 || stripWidth <= 0)
+        return kTabWidth;
+    return std::clamp((stripWidth - kStripReserve) / int(count), kTabMinWidth, kTabWidth);
+}
+
+void KTTabViewController::fitTabWidths(bool force)
+{
+    const int width = tabWidthFor(gtk_widget_get_allocated_width(notebook_), tabs_.size());
+    if (width == tabWidth_ && !force)
+        return;
+    tabWidth_ = width;
+    for (auto& [id, tab] : tabs_)
+        tab.label->setWidth(width);
 }
 
 void KTTabViewController::onSwitchPage(GtkWidget* child)

@@ -48,6 +48,9 @@ class KTTabViewController : public KTWebViewControllerDelegate {
 public:
     // Builds the widgets and the first tab; a page handed in becomes tab 0.
     explicit KTTabViewController(std::unique_ptr<KTWebViewController> first = nullptr);
+    // A tab's width in a strip this wide: 100 px while they fit, shrinking to
+    // 30 px as they crowd; past that the strip scrolls.
+    static int tabWidthFor(int stripWidth, size_t count);
     ~KTTabViewController() override;
     KTTabViewController(const KTTabViewController&) = delete;
     KTTabViewController& operator=(const KTTabViewController&) = delete;
@@ -123,6 +126,9 @@ private:
     // The notebook follows the model: pages in model order, the selected
     // one current, pages of closed tabs gone.
     void syncNotebook();
+    // Every tab's width for the strip's width now; `force` also when unchanged
+    // (new labels start at the widest).
+    void fitTabWidths(bool force = false);
     gint notebookIndexOf(const Tab& tab) const;
     GtkWidget* currentNotebookPage() const;
     void showSelectedPage();
@@ -151,6 +157,8 @@ private:
     // The pages by tab id; the order is the model's.
     std::map<KTTabModel::Id, Tab> tabs_;
     bool syncing_ = false;
+    int tabWidth_ = 0;
+    guint fitIdle_ = 0;
     std::vector<KTSignal> signals_;
     std::vector<KTObservation> observations_;
     bool tearingDown_ = false;

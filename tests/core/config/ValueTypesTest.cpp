@@ -147,14 +147,6 @@ TEST(Plist, ReadsBinaryPropertyLists)
     EXPECT_FALSE(KTPlist::parse("<?xml version=\"1.0\"?><plist><dict><key>a</key>"));
     EXPECT_FALSE(KTPlist::parse(""));
     EXPECT_FALSE(KTPlist::readFile(env.root() + "/missing.plist"));
-
-    // Raw NUL bytes in a string used to abort the app inside the
-    // property-list library; the text before the first one is kept.
-    const std::string withNul("<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>CFBundleName</key>"
-                              "<string>a\0b</string></dict></plist>", 106);
-    auto nul = KTPlist::parse(withNul);
-    ASSERT_TRUE(nul);
-    EXPECT_EQ(json::stringFor(*nul, "CFBundleName").value_or("").substr(0, 2), std::string("a\0", 2));
 }
 
 TEST(Plist, NulBytesNeitherAbortNorGetLost)

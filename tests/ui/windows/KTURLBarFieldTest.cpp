@@ -147,6 +147,20 @@ TEST_F(URLBarTest, TheFieldShowsTheSelectedTabThroughSwitchesAndCloses)
         EXPECT_GE(w, 22) << i;
         EXPECT_LE(w, 142) << i;
     }
+
+    // Crowded tabs shrink so that all of them stay in view.
+    while (tabs->tabsCount() < 16)
+        tabs->addNewTabToTabView();
+    GtkWidget* strip = gtk_widget_get_parent(tabs->pageAt(0)->view());
+    auto labelsWidth = [&] {
+        int sum = 0;
+        for (size_t i = 0; i < tabs->tabsCount(); ++i)
+            sum += gtk_widget_get_allocated_width(
+                gtk_notebook_get_tab_label(GTK_NOTEBOOK(strip), tabs->pageAt(i)->view()));
+        return sum;
+    };
+    EXPECT_TRUE(waitUntil([&] { return labelsWidth() > 0 && labelsWidth() <= gtk_widget_get_allocated_width(strip); }))
+        << labelsWidth() << " in " << gtk_widget_get_allocated_width(strip);
 }
 
 TEST_F(URLBarTest, TheButtonStopsALoadingPageAndReloadsALoadedOne)
