@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     request.modifiers.control = flags & 32;
     request.isRecentNewTab = flags & 64;
     request.claimingApp = (flags & 128) ? std::optional<std::string>("Other") : std::nullopt;
-    KTNavigationPolicy::decide(request, list);
+    KTNavigationPolicy::decide(request, list.rules());
     KTNavigationPolicy::getRootDomain(url);
     return 0;
 }
