@@ -233,8 +233,10 @@ void KTMainWindow::applyCss()
     std::string css;
     if (!background_.isSystem()) {
         css += sel + ", " + sel + " headerbar { background: " + background_.cssString() + "; }\n";
-        // The title follows the window colour: black on light, white on dark.
-        css += sel + " headerbar, " + sel + " headerbar .title, " + sel + " headerbar button.titlebutton { color: "
+        // The title and the menu bar's names follow the window colour: black
+        // on light, white on dark.
+        css += sel + " headerbar, " + sel + " headerbar .title, " + sel + " headerbar button.titlebutton, " + sel
+            + " menubar > menuitem { color: "
             + std::string(background_.colorIsLight() ? "black" : "white") + "; }\n";
     }
     if (!KTSettingsManager::sharedManager().windowShadow())
