@@ -28,7 +28,7 @@ JOBS=$((CORES < 2 ? 1 : 2))
 
 CORE_TESTS=(config_stores_test config_values_test web_policy_tests web_userscripts_tests
   download_queue_tests windows_model_tests helper_records_tests notification_message_tests
-  autofill_tests menubar_tests)
+  autofill_tests menubar_tests crash_safe_save_tests)
 
 step() { echo "== fuzz-and-sanitize: $* ($(date +%T))"; }
 
