@@ -340,11 +340,17 @@ TEST_F(AutoFillSession, GarbageOnTheChannelChangesNothing)
         }
         return true;
     })())");
-    // The last form found is filled once the answers are in.
-    ASSERT_TRUE(fieldsHold("heidi", "pw-h"));
-    const KTLoginData* data = handler().loginDataFor(page->webview());
-    ASSERT_TRUE(data);
-    EXPECT_EQ(data->username, "heidi");
+    // The last form found is filled once the answers are in. The fields
+    // already held the login before the flood, so wait for the answers
+    // themselves, not for the fields.
+    ASSERT_TRUE(waitUntil([&] {
+        const KTLoginData* data = handler().loginDataFor(page->webview());
+        return data && data->username == "heidi";
+    }));
+    EXPECT_TRUE(fieldsHold("heidi", "pw-h"));
+    // The page's message budget refills at 100 a second; a person's next key
+    // comes well after a flood has been taken in, and so does this one.
+    waitUntil([] { return false; }, std::chrono::seconds(2));
     // The flood's menu still goes with Escape, and leaving asks nothing.
     submitAndWait();
     drainEvents();
