@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/config/KTRateLimit.h"
+
 #include <chrono>
 
 namespace quilt {
@@ -9,17 +11,15 @@ namespace quilt {
 // What does not fit is dropped, never queued.
 class KTNotificationThrottle {
 public:
-    using Clock = std::chrono::steady_clock;
+    using Clock = KTRateLimit::Clock;
     static constexpr int kBurst = 10;
     static constexpr std::chrono::milliseconds kInterval {1000};
 
     // True when one more notification may go now (and counts it).
-    bool allow(Clock::time_point now = Clock::now());
+    bool allow(Clock::time_point now = Clock::now()) { return limit_.take(now); }
 
 private:
-    double tokens_ = kBurst;
-    Clock::time_point last_ {};
-    bool started_ = false;
+    KTRateLimit limit_ {kBurst, 1.0 / std::chrono::duration<double>(kInterval).count()};
 };
 
 } // namespace quilt
