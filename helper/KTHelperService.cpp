@@ -9,9 +9,12 @@
 
 #include <glib-unix.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <initializer_list>
+#include <optional>
+#include <vector>
 
 namespace quilt {
 
@@ -33,6 +36,24 @@ gboolean refuse(GDBusMethodInvocation* invocation, const char* why)
 }
 
 constexpr const char* kTooLong = "an argument is longer than the helper accepts";
+constexpr size_t kMaxSites = 64;
+
+// The distinct sites of a list of addresses, in order; nullopt when the
+// list is longer than the helper accepts or holds an over-long string.
+std::optional<std::vector<KTLoginSite>> sitesOf(const char* const* urls)
+{
+    std::vector<KTLoginSite> sites;
+    size_t n = 0;
+    for (const char* const* u = urls; *u; ++u, ++n) {
+        if (n >= kMaxSites || !sizesFit({*u}))
+            return std::nullopt;
+        auto site = KTLoginSite::fromURL(*u);
+        if (site && std::none_of(sites.begin(), sites.end(),
+                                 [&](const KTLoginSite& s) { return s.origin() == site->origin(); }))
+            sites.push_back(*site);
+    }
+    return sites;
+}
 
 } // namespace
 
@@ -121,6 +142,9 @@ void KTHelperService::connectHandlers()
     g_signal_connect(s, "handle-password-for", G_CALLBACK(onPasswordFor), this);
     g_signal_connect(s, "handle-update-credentials", G_CALLBACK(onUpdateCredentials), this);
     g_signal_connect(s, "handle-save-credentials", G_CALLBACK(onSaveCredentials), this);
+    g_signal_connect(s, "handle-logins-saved-for", G_CALLBACK(onLoginsSavedFor), this);
+    g_signal_connect(s, "handle-remove-credentials", G_CALLBACK(onRemoveCredentials), this);
+    g_signal_connect(s, "handle-remove-all-credentials", G_CALLBACK(onRemoveAllCredentials), this);
 }
 
 void KTHelperService::inThread(Job work)
@@ -254,6 +278,72 @@ gboolean KTHelperService::onSaveCredentials(QuiltBusQuiltHelperProtocol* object,
     static_cast<KTHelperService*>(data)->inThread(
         storeJob(object, invocation, password, username, url, KTKeyringStore::save,
                  quilt_bus_quilt_helper_protocol_complete_save_credentials));
+    return TRUE;
+}
+
+gboolean KTHelperService::onLoginsSavedFor(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
+                                           const char* const* urls, gpointer data)
+{
+    auto sites = sitesOf(urls);
+    if (!sites)
+        return refuse(invocation, "too many addresses, or one too long");
+    g_object_ref(object);
+    static_cast<KTHelperService*>(data)->inThread([object, invocation, sites = *sites]() -> std::function<void()> {
+        std::vector<KTCredentials> list;
+        for (const auto& site : sites)
+            for (auto& credentials : KTKeyringStore::credentialsFor(site)) {
+                // Listed, not revealed: a password is asked for one by one.
+                credentials.password.reset();
+                list.push_back(std::move(credentials));
+            }
+        return [object, invocation, list] {
+            GVariantBuilder builder;
+            g_variant_builder_init(&builder, G_VARIANT_TYPE("aa{sv}"));
+            for (const auto& credentials : list)
+                g_variant_builder_add_value(&builder, credentials.toVariant());
+            quilt_bus_quilt_helper_protocol_complete_logins_saved_for(object, invocation,
+                                                                      g_variant_builder_end(&builder));
+            g_object_unref(object);
+        };
+    });
+    return TRUE;
+}
+
+gboolean KTHelperService::onRemoveCredentials(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
+                                              const char* username, const char* url, gpointer data)
+{
+    if (!sizesFit({username, url}))
+        return refuse(invocation, kTooLong);
+    auto site = KTLoginSite::fromURL(url);
+    std::string user = username;
+    g_object_ref(object);
+    static_cast<KTHelperService*>(data)->inThread([object, invocation, site, user]() -> std::function<void()> {
+        const bool removed = site && !user.empty() && KTKeyringStore::remove(user, *site);
+        return [object, invocation, removed] {
+            quilt_bus_quilt_helper_protocol_complete_remove_credentials(object, invocation, removed);
+            g_object_unref(object);
+        };
+    });
+    return TRUE;
+}
+
+gboolean KTHelperService::onRemoveAllCredentials(QuiltBusQuiltHelperProtocol* object,
+                                                 GDBusMethodInvocation* invocation, const char* const* urls,
+                                                 gpointer data)
+{
+    auto sites = sitesOf(urls);
+    if (!sites)
+        return refuse(invocation, "too many addresses, or one too long");
+    g_object_ref(object);
+    static_cast<KTHelperService*>(data)->inThread([object, invocation, sites = *sites]() -> std::function<void()> {
+        unsigned removed = 0;
+        for (const auto& site : sites)
+            removed += KTKeyringStore::removeAll(site);
+        return [object, invocation, removed] {
+            quilt_bus_quilt_helper_protocol_complete_remove_all_credentials(object, invocation, removed);
+            g_object_unref(object);
+        };
+    });
     return TRUE;
 }
 

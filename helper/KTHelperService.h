@@ -52,6 +52,13 @@ private:
     static gboolean onSaveCredentials(QuiltBusQuiltHelperProtocol*, GDBusMethodInvocation*, const char*,
                                       const char*, const char*, gpointer);
 
+    static gboolean onLoginsSavedFor(QuiltBusQuiltHelperProtocol*, GDBusMethodInvocation*, const char* const*,
+                                     gpointer);
+    static gboolean onRemoveCredentials(QuiltBusQuiltHelperProtocol*, GDBusMethodInvocation*, const char*,
+                                        const char*, gpointer);
+    static gboolean onRemoveAllCredentials(QuiltBusQuiltHelperProtocol*, GDBusMethodInvocation*, const char* const*,
+                                           gpointer);
+
     GDBusConnection* connection_;
     GMainLoop* loop_;
     KTIdleTimer idle_;

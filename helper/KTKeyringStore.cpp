@@ -121,4 +121,26 @@ bool KTKeyringStore::update(const std::string& password, const std::string& user
     return passwordFor(username, site) && save(password, username, site);
 }
 
+namespace {
+bool clear(const KTLoginSite& site, const std::string* username)
+{
+    GHashTable* attrs = attributes(site, username);
+    GError* error = nullptr;
+    const gboolean removed = secret_password_clearv_sync(schema(), attrs, nullptr, &error);
+    g_hash_table_unref(attrs);
+    return !logged(error) && removed;
+}
+} // namespace
+
+bool KTKeyringStore::remove(const std::string& username, const KTLoginSite& site)
+{
+    return clear(site, &username);
+}
+
+unsigned KTKeyringStore::removeAll(const KTLoginSite& site)
+{
+    const auto count = static_cast<unsigned>(credentialsFor(site).size());
+    return count && clear(site, nullptr) ? count : 0;
+}
+
 } // namespace quilt

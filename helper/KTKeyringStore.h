@@ -28,6 +28,10 @@ public:
     static bool save(const std::string& password, const std::string& username, const KTLoginSite& site);
     // Replaces the password of an existing login only; false when there is none.
     static bool update(const std::string& password, const std::string& username, const KTLoginSite& site);
+    // Deletes one login; false when there was none.
+    static bool remove(const std::string& username, const KTLoginSite& site);
+    // Deletes every login of the site; how many there were.
+    static unsigned removeAll(const KTLoginSite& site);
 };
 
 } // namespace quilt

@@ -54,6 +54,14 @@ protected:
     }
 };
 
+std::string manySites(int n)
+{
+    std::string list = "[";
+    for (int i = 0; i < n; ++i)
+        list += std::string(i ? ", " : "") + "'https://s" + std::to_string(i) + ".example'";
+    return list + "]";
+}
+
 const std::string kInvalid = "org.freedesktop.DBus.Error.InvalidArgs";
 const std::string kTooBig = std::to_string(KTVariantReader::kMaxStringBytes + 1);
 
@@ -91,6 +99,12 @@ INSTANTIATE_TEST_SUITE_P(
         RawCall{"SaveAboutBlank", "SaveCredentials", "('pw', 'alice', 'about:blank')", "(false,)"},
         RawCall{"SaveHugePassword", "SaveCredentials", "('" + big(KTVariantReader::kMaxStringBytes + 1) + "', 'alice', 'https://a.example')", kInvalid},
         RawCall{"UpdateUnknownLogin", "UpdateCredentials", "('pw', 'nobody', 'https://a.example')", "(false,)"},
+        RawCall{"ListNoSites", "LoginsSavedFor", "(@as [],)", "([],)"},
+        RawCall{"ListFileAndScriptURLs", "LoginsSavedFor", "(['file:///etc/passwd', 'javascript:x'],)", "([],)"},
+        RawCall{"ListTooManySites", "LoginsSavedFor", "(" + manySites(65) + ",)", kInvalid},
+        RawCall{"RemoveEmptyUser", "RemoveCredentials", "('', 'https://a.example')", "(false,)"},
+        RawCall{"RemoveUnknownLogin", "RemoveCredentials", "('nobody', 'https://a.example')", "(false,)"},
+        RawCall{"RemoveAllHugeURL", "RemoveAllCredentials", "(['https://" + big(KTVariantReader::kMaxStringBytes) + ".example'],)", kInvalid},
         RawCall{"UpdateHugeUser", "UpdateCredentials", "('pw', '" + big(KTVariantReader::kMaxStringBytes + 1) + "', 'https://a.example')", kInvalid}),
     [](const testing::TestParamInfo<RawCall>& info) { return std::string(info.param.name); });
 

@@ -68,6 +68,42 @@ TEST_F(HelperCredentials, SaveReplacesAndUpdateOnlyChangesExistingLogins)
     EXPECT_EQ(usernames(*list), std::vector<std::string>{"alice"});
 }
 
+// The saved-passwords list: the app's sites' logins with no password in
+// them; removing one or all leaves other sites' logins alone.
+TEST_F(HelperCredentials, AppListingHidesPasswordsAndRemovalStaysOnItsSites)
+{
+    const std::string site = freshSite("app"), second = freshSite("app2"), other = freshSite("other");
+    ASSERT_EQ(save("pw-a", "alice", site + "/login"), true);
+    ASSERT_EQ(save("pw-b", "bob", site), true);
+    ASSERT_EQ(save("pw-c", "carol", second), true);
+    ASSERT_EQ(save("pw-o", "alice", other), true);
+    const std::vector<std::string> app {site + "/home", "not a site", second + "/x", site};
+
+    auto listing = [&] {
+        auto answer = std::make_shared<std::optional<std::vector<KTCredentials>>>();
+        manager->loginsSavedForWithReply(app, [answer](std::vector<KTCredentials> l) { *answer = std::move(l); });
+        return waitUntil([&] { return answer->has_value(); }) ? **answer : std::vector<KTCredentials>{{"<no reply>", std::nullopt, std::nullopt}};
+    };
+    auto list = listing();
+    ASSERT_EQ(usernames(list), (std::vector<std::string>{"alice", "bob", "carol"}));
+    EXPECT_EQ(list[2], (KTCredentials{"carol", std::nullopt, second}));
+
+    auto removed = std::make_shared<std::optional<bool>>();
+    manager->removeCredentialsForUsernameSavedForWithReply("alice", site + "/login",
+                                                           [removed](bool r) { *removed = r; });
+    ASSERT_TRUE(waitUntil([&] { return removed->has_value(); }));
+    EXPECT_TRUE(**removed);
+    EXPECT_EQ(secretLookup(site, "alice"), "");
+    EXPECT_EQ(secretLookup(other, "alice"), "pw-o");
+
+    auto count = std::make_shared<std::optional<unsigned>>();
+    manager->removeAllCredentialsSavedForWithReply(app, [count](unsigned n) { *count = n; });
+    ASSERT_TRUE(waitUntil([&] { return count->has_value(); }));
+    EXPECT_EQ(**count, 2u);
+    EXPECT_TRUE(listing().empty());
+    EXPECT_EQ(secretLookup(other, "alice"), "pw-o");
+}
+
 struct OtherSite {
     const char* name;
     std::string (*from)(const std::string& site); // the other site's address

@@ -51,6 +51,16 @@ std::vector<KTCredentials> credentialsFrom(GVariant* array)
     return list;
 }
 
+// A NULL-terminated copy for the generated proxy, owned by the caller.
+std::vector<const char*> stringArray(const std::vector<std::string>& strings)
+{
+    std::vector<const char*> array;
+    for (const auto& s : strings)
+        array.push_back(s.c_str());
+    array.push_back(nullptr);
+    return array;
+}
+
 } // namespace
 
 // One request under way: its finish step gives back what to run on success.
@@ -390,6 +400,55 @@ void KTServiceManager::saveCredentialsUsernameForURLWithReply(const std::string&
                               }};
         quilt_bus_quilt_helper_protocol_call_save_credentials(proxy, password.c_str(), username.c_str(), url.c_str(),
                                                               cancellable, Call::onReply, call);
+    });
+}
+
+void KTServiceManager::loginsSavedForWithReply(const std::vector<std::string>& urls, CredentialsReply reply)
+{
+    send([this, urls, reply](QuiltBusQuiltHelperProtocol* proxy, GCancellable* cancellable) {
+        auto* call = new Call{this, [reply](GObject* source, GAsyncResult* result, GError** error) {
+                                  GVariant* array = nullptr;
+                                  if (!quilt_bus_quilt_helper_protocol_call_logins_saved_for_finish(
+                                          QUILT_BUS_QUILT_HELPER_PROTOCOL(source), &array, result, error))
+                                      return std::function<void()>();
+                                  auto list = credentialsFrom(array);
+                                  g_variant_unref(array);
+                                  return std::function<void()>([reply, list] { reply(list); });
+                              }};
+        auto array = stringArray(urls);
+        quilt_bus_quilt_helper_protocol_call_logins_saved_for(proxy, array.data(), cancellable, Call::onReply, call);
+    });
+}
+
+void KTServiceManager::removeCredentialsForUsernameSavedForWithReply(const std::string& username,
+                                                                     const std::string& url, BoolReply reply)
+{
+    send([this, username, url, reply](QuiltBusQuiltHelperProtocol* proxy, GCancellable* cancellable) {
+        auto* call = new Call{this, [reply](GObject* source, GAsyncResult* result, GError** error) {
+                                  gboolean removed = FALSE;
+                                  if (!quilt_bus_quilt_helper_protocol_call_remove_credentials_finish(
+                                          QUILT_BUS_QUILT_HELPER_PROTOCOL(source), &removed, result, error))
+                                      return std::function<void()>();
+                                  return std::function<void()>([reply, removed] { reply(removed); });
+                              }};
+        quilt_bus_quilt_helper_protocol_call_remove_credentials(proxy, username.c_str(), url.c_str(), cancellable,
+                                                                Call::onReply, call);
+    });
+}
+
+void KTServiceManager::removeAllCredentialsSavedForWithReply(const std::vector<std::string>& urls, CountReply reply)
+{
+    send([this, urls, reply](QuiltBusQuiltHelperProtocol* proxy, GCancellable* cancellable) {
+        auto* call = new Call{this, [reply](GObject* source, GAsyncResult* result, GError** error) {
+                                  guint removed = 0;
+                                  if (!quilt_bus_quilt_helper_protocol_call_remove_all_credentials_finish(
+                                          QUILT_BUS_QUILT_HELPER_PROTOCOL(source), &removed, result, error))
+                                      return std::function<void()>();
+                                  return std::function<void()>([reply, removed] { reply(removed); });
+                              }};
+        auto array = stringArray(urls);
+        quilt_bus_quilt_helper_protocol_call_remove_all_credentials(proxy, array.data(), cancellable, Call::onReply,
+                                                                    call);
     });
 }
 

@@ -36,6 +36,7 @@ public:
     using CredentialsReply = std::function<void(std::vector<KTCredentials>)>;
     using PasswordReply = std::function<void(std::optional<std::string>)>;
     using BoolReply = std::function<void(bool)>;
+    using CountReply = std::function<void(unsigned)>;
     using ObjectReply = std::function<void(GVariant*)>;
     using ActionHandler = std::function<void(const std::string& action, const std::string& identifier)>;
 
@@ -61,6 +62,13 @@ public:
                                                        const std::string& url, BoolReply reply);
     void saveCredentialsUsernameForURLWithReply(const std::string& password, const std::string& username,
                                                 const std::string& url, BoolReply reply);
+    // The logins of an app's sites, without passwords (passwordFor reveals
+    // one); the removal of one login, or of every login of those sites
+    // (the reply: how many went).
+    void loginsSavedForWithReply(const std::vector<std::string>& urls, CredentialsReply reply);
+    void removeCredentialsForUsernameSavedForWithReply(const std::string& username, const std::string& url,
+                                                       BoolReply reply);
+    void removeAllCredentialsSavedForWithReply(const std::vector<std::string>& urls, CountReply reply);
     // Sent although the helper does not declare it; its answer (an error
     // today) means the block is not called.
     void allSavedCredentialsWithReply(ObjectReply reply);
