@@ -80,6 +80,12 @@ void KTSavedPasswordsPane::reload()
         show({});
         return;
     }
+    noAnswer_ = KTSource(g_timeout_add(KTServiceManager::kReplyTimeoutMs + 1000, +[](gpointer self) -> gboolean {
+        auto* pane = static_cast<KTSavedPasswordsPane*>(self);
+        pane->noAnswer_.forget();
+        pane->setStatus("The password service does not answer; saved passwords cannot be shown now.");
+        return G_SOURCE_REMOVE;
+    }, this));
     KTServiceManager::sharedManager().loginsSavedForWithReply(
         addresses, whileAlive(alive_, [](KTSavedPasswordsPane& pane, std::vector<KTCredentials> logins) {
             pane.show(std::move(logins));
@@ -88,6 +94,7 @@ void KTSavedPasswordsPane::reload()
 
 void KTSavedPasswordsPane::show(std::vector<KTCredentials> logins)
 {
+    noAnswer_.reset();
     logins_ = std::move(logins);
     gtk_list_store_clear(store_);
     for (const auto& login : logins_)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/config/KTSignal.h"
 #include "core/services/KTCredentials.h"
 #include "ui/preferences/KTPaneUI.h"
 #include "ui/preferences/KTPreferencesPane.h"
@@ -42,6 +43,8 @@ private:
     GtkListStore* store_ = nullptr;
     GtkTreeView* view_ = nullptr;
     std::vector<KTCredentials> logins_;
+    // A helper that never answers leaves no reply at all: this says so.
+    KTSource noAnswer_;
     // Replies that arrive after the pane is gone find this expired.
     std::shared_ptr<KTSavedPasswordsPane*> alive_;
 };
