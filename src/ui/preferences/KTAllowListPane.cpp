@@ -60,7 +60,7 @@ std::string KTAllowListPane::verdictFor(const std::string& typed)
 
 void KTAllowListPane::build()
 {
-    ui_ = std::make_unique<KTPaneUI>("allow-list.ui");
+    ui_ = std::make_unique<KTBuilder>("/org/quilt/ui/preferences/allow-list.ui");
     store_ = GTK_LIST_STORE(ui_->object("pattern-store"));
     view_ = GTK_TREE_VIEW(ui_->widget("patterns"));
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/preferences/KTPaneUI.h"
+#include "ui/preferences/KTBuilder.h"
 #include "ui/preferences/KTPreferencesPane.h"
 
 #include <memory>
@@ -34,7 +34,7 @@ private:
     void updateTest();
     void setLocked(bool locked);
 
-    std::unique_ptr<KTPaneUI> ui_;
+    std::unique_ptr<KTBuilder> ui_;
     GtkListStore* store_ = nullptr;
     GtkTreeView* view_ = nullptr;
     GtkCellRenderer* cell_ = nullptr;

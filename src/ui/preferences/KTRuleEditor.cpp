@@ -88,7 +88,7 @@ std::string freeName(const char* format, size_t row, const std::vector<std::stri
 
 KTRuleEditor::KTRuleEditor(KTScriptsManager& store)
     : store_(store)
-    , ui_("rule-editor.ui")
+    , ui_("/org/quilt/ui/preferences/rule-editor.ui")
     , rules_(GTK_LIST_STORE(ui_.object("rule-store")))
     , patterns_(GTK_LIST_STORE(ui_.object("pattern-store")))
     , text_(GTK_TEXT_BUFFER(ui_.object("text")))

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/config/KTSignal.h"
-#include "ui/preferences/KTPaneUI.h"
+#include "ui/preferences/KTBuilder.h"
 
 #include <optional>
 #include <string>
@@ -39,7 +39,7 @@ private:
     void saveNow();
 
     KTScriptsManager& store_;
-    KTPaneUI ui_;
+    KTBuilder ui_;
     GtkListStore* rules_;
     GtkListStore* patterns_;
     GtkTextBuffer* text_;

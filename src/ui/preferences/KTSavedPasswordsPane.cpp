@@ -44,7 +44,7 @@ std::vector<std::string> KTSavedPasswordsPane::appAddresses()
 
 void KTSavedPasswordsPane::build()
 {
-    ui_ = std::make_unique<KTPaneUI>("saved-passwords.ui");
+    ui_ = std::make_unique<KTBuilder>("/org/quilt/ui/preferences/saved-passwords.ui");
     store_ = GTK_LIST_STORE(ui_->object("store"));
     view_ = GTK_TREE_VIEW(ui_->widget("logins"));
     int column = 0;

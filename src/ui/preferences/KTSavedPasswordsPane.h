@@ -2,7 +2,7 @@
 
 #include "core/config/KTSignal.h"
 #include "core/services/KTCredentials.h"
-#include "ui/preferences/KTPaneUI.h"
+#include "ui/preferences/KTBuilder.h"
 #include "ui/preferences/KTPreferencesPane.h"
 
 #include <memory>
@@ -39,7 +39,7 @@ private:
     void setStatus(const char* text);
     static std::vector<std::string> appAddresses();
 
-    std::unique_ptr<KTPaneUI> ui_;
+    std::unique_ptr<KTBuilder> ui_;
     GtkListStore* store_ = nullptr;
     GtkTreeView* view_ = nullptr;
     std::vector<KTCredentials> logins_;

@@ -15,7 +15,7 @@ GtkWidget* KTShortcutsPane::widget()
 
 void KTShortcutsPane::build()
 {
-    ui_ = std::make_unique<KTPaneUI>("shortcuts.ui");
+    ui_ = std::make_unique<KTBuilder>("/org/quilt/ui/preferences/shortcuts.ui");
     table_ = std::make_unique<KTShortcutTable>(KTShortcutManager::sharedManager());
     store_ = GTK_LIST_STORE(ui_->object("store"));
     view_ = GTK_TREE_VIEW(ui_->widget("table"));

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/menubar/KTShortcutTable.h"
-#include "ui/preferences/KTPaneUI.h"
+#include "ui/preferences/KTBuilder.h"
 #include "ui/preferences/KTPreferencesPane.h"
 
 #include <memory>
@@ -29,7 +29,7 @@ private:
     void selectRow(size_t row);
     void edited(const char* path, const char* text, int column);
 
-    std::unique_ptr<KTPaneUI> ui_;
+    std::unique_ptr<KTBuilder> ui_;
     std::unique_ptr<KTShortcutTable> table_;
     GtkListStore* store_ = nullptr;
     GtkTreeView* view_ = nullptr;

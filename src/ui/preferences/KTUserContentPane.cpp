@@ -8,7 +8,7 @@ namespace quilt {
 GtkWidget* KTUserContentPane::widget()
 {
     if (!ui_) {
-        ui_ = std::make_unique<KTPaneUI>("user-content.ui");
+        ui_ = std::make_unique<KTBuilder>("/org/quilt/ui/preferences/user-content.ui");
         styles_ = std::make_unique<KTRuleEditor>(KTStylesManager::sharedManager());
         scripts_ = std::make_unique<KTRuleEditor>(KTScriptsManager::sharedManager());
         GtkStack* stack = GTK_STACK(ui_->widget("kinds"));

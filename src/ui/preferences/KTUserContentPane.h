@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ui/preferences/KTPaneUI.h"
+#include "ui/preferences/KTBuilder.h"
 #include "ui/preferences/KTPreferencesPane.h"
 #include "ui/preferences/KTRuleEditor.h"
 
@@ -19,7 +19,7 @@ public:
     void commit() override;
 
 private:
-    std::unique_ptr<KTPaneUI> ui_;
+    std::unique_ptr<KTBuilder> ui_;
     std::unique_ptr<KTRuleEditor> styles_, scripts_;
 };
 
