@@ -145,9 +145,18 @@ void KTAllowListPane::storePatterns()
 {
     auto& list = KTWhiteListManager::sharedManager();
     list.removeAllPatterns();
+    std::vector<std::string> rows;
     for (const auto& p : rowsOf(store_))
-        if (!p.empty())
+        if (!p.empty()) {
             list.addPattern(p);
+            rows.push_back(p);
+        }
+    // The store keeps one of each pattern: a repeated row goes.
+    if (rows != list.patterns()) {
+        gtk_list_store_clear(store_);
+        for (const auto& p : list.patterns())
+            gtk_list_store_insert_with_values(store_, nullptr, -1, 0, p.c_str(), -1);
+    }
     apply();
 }
 

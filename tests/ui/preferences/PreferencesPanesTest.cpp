@@ -183,6 +183,18 @@ TEST_F(PreferencesPanes, AllowListEditReachesTheOpenPage)
     ASSERT_TRUE(fileHas("whitelist.json", R"("pattern":["*site.example*","*other.example*"])"))
         << readFile(dataFile("whitelist.json"));
     EXPECT_EQ(labelText(shown.find("test-result")), "Stays in the app");
+    // A repeated pattern, and a new row left empty, leave one row each.
+    GtkWidget* patterns = shown.find("patterns");
+    auto newRowEditing = [&] { return rowCount(patterns) == 3 && editingColumn(patterns) == 0; };
+    auto twoRowsAtRest = [&] { return rowCount(patterns) == 2 && editingColumn(patterns) == -1; };
+    ASSERT_TRUE(click(shown.find("add")));
+    ASSERT_TRUE(waitUntil(newRowEditing));
+    ASSERT_TRUE(typeAndEnter(patterns, "*site.example*"));
+    EXPECT_TRUE(waitUntil(twoRowsAtRest)) << rowCount(patterns);
+    ASSERT_TRUE(click(shown.find("add")));
+    ASSERT_TRUE(waitUntil(newRowEditing));
+    ASSERT_TRUE(xdotoolIn(patterns, {"key", "Escape"}));
+    EXPECT_TRUE(waitUntil(twoRowsAtRest)) << rowCount(patterns);
 
     ASSERT_TRUE(clickElement(page, "#out"));
     EXPECT_TRUE(waitShown(page, "http://other.example/page"));
