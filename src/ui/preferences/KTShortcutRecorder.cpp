@@ -56,6 +56,10 @@ bool KTShortcutRecorder::keyPressed(const GdkEventKey* event)
         char* name = gtk_accelerator_name(key, mods);
         accelerator_ = name;
         g_free(name);
+        // GTK writes Control as "<Primary>"; the stored form names it plainly,
+        // as earlier versions and hand-edited files do.
+        if (auto at = accelerator_.find("<Primary>"); at != std::string::npos)
+            accelerator_.replace(at, 9, "<Control>");
     } else {
         return true; // keep listening for a combination that can work
     }
