@@ -109,7 +109,10 @@ protected:
     static bool clickIn(GtkWidget* widget)
     {
         reveal(widget);
-        return xdotoolIn(widget, {"sleep", "0"}) && clickWidget(widget);
+        // Not clickWidget: its --sync waits forever when the pointer is already there.
+        return xdotoolIn(widget, {"sleep", "0"})
+            && XWindow::click(widget, gtk_widget_get_allocated_width(widget) / 2,
+                              gtk_widget_get_allocated_height(widget) / 2);
     }
     // Scrolls the pane so the widget shows, as a person would.
     static void reveal(GtkWidget* widget)
@@ -122,6 +125,9 @@ protected:
         if (!gtk_widget_translate_coordinates(widget, content, 0, 0, &x, &y))
             return;
         GtkAdjustment* v = gtk_scrolled_window_get_vadjustment(GTK_SCROLLED_WINDOW(scrolled));
+        const double top = gtk_adjustment_get_value(v);
+        if (y >= top && y + gtk_widget_get_allocated_height(widget) <= top + gtk_adjustment_get_page_size(v))
+            return; // in view already
         gtk_adjustment_set_value(v, std::max(0, y - 40));
         waitUntil([] { return false; }, std::chrono::milliseconds(200)); // redrawn where it now is
     }
@@ -203,6 +209,7 @@ TEST_F(AppPreferencesTest, HotKeyRecorderStoresTheKeysBindsThemAndBackspaceClear
         ASSERT_TRUE(prefs);
         GtkWidget* recorder = control(prefs, "globalShortcutKey");
         ASSERT_TRUE(recorder);
+        EXPECT_TRUE(control(prefs, KTEnterpriseLocks::kAppIconItem)) << "offered outside enterprise builds";
         auto stored = [] {
             return KTUserDefaults(KTUserDefaults::standardUserDefaults().path()).stringForKey("globalShortcutKey");
         };
@@ -247,8 +254,9 @@ TEST_F(AppPreferencesTest, EnterpriseSettingsAreShownLockedAndCannotBeChanged)
         EXPECT_TRUE(gtk_switch_get_active(GTK_SWITCH(js)));
         EXPECT_EQ(dataFile("settings.json")["enableJavaScript"], true);
 
-        // The home page is not offered at all.
+        // The home page and the icon are not offered at all.
         EXPECT_FALSE(control(prefs, "main_url"));
+        EXPECT_FALSE(control(prefs, KTEnterpriseLocks::kAppIconItem));
         EXPECT_FALSE(gtk_widget_is_sensitive(control(prefs, "openLinksKey")));
     });
 }

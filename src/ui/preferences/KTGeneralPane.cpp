@@ -4,6 +4,7 @@
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTShellDelegate.h"
 #include "core/config/KTUserDefaults.h"
+#include "ui/windows/KTMainWindowController.h"
 
 namespace quilt {
 
@@ -15,6 +16,66 @@ void behavior(void (KTBehaviorManager::*set)(bool), bool v)
     auto& b = KTBehaviorManager::sharedManager();
     (b.*set)(v);
     b.save();
+}
+void showError(GtkWidget* near, const std::string& text)
+{
+    GtkWidget* top = gtk_widget_get_toplevel(near);
+    GtkWidget* dialog = gtk_message_dialog_new(GTK_IS_WINDOW(top) ? GTK_WINDOW(top) : nullptr, GTK_DIALOG_MODAL,
+                                               GTK_MESSAGE_ERROR, GTK_BUTTONS_OK, "%s", text.c_str());
+    g_signal_connect(dialog, "response", G_CALLBACK(gtk_widget_destroy), nullptr);
+    gtk_widget_show(dialog);
+}
+
+void setIconImage(GtkWidget* image)
+{
+    GList* icons = gtk_window_get_default_icon_list();
+    if (icons) {
+        GdkPixbuf* small = gdk_pixbuf_scale_simple(GDK_PIXBUF(icons->data), 32, 32, GDK_INTERP_BILINEAR);
+        gtk_image_set_from_pixbuf(GTK_IMAGE(image), small);
+        g_object_unref(small);
+        g_list_free(icons);
+    } else {
+        gtk_image_set_from_icon_name(GTK_IMAGE(image), "application-x-executable", GTK_ICON_SIZE_DND);
+    }
+}
+
+// Any image the system can read becomes the app's icon, in its bundle and
+// in its open windows.
+void chooseIcon(GtkButton* button, GtkWidget* image)
+{
+    GtkWidget* top = gtk_widget_get_toplevel(GTK_WIDGET(button));
+    GtkFileChooserNative* chooser = gtk_file_chooser_native_new(
+        "Choose an Icon", GTK_IS_WINDOW(top) ? GTK_WINDOW(top) : nullptr, GTK_FILE_CHOOSER_ACTION_OPEN, "Choose",
+        "Cancel");
+    GtkFileFilter* filter = gtk_file_filter_new();
+    gtk_file_filter_set_name(filter, "Images");
+    gtk_file_filter_add_pixbuf_formats(filter);
+    gtk_file_chooser_add_filter(GTK_FILE_CHOOSER(chooser), filter);
+    g_signal_connect(chooser, "response", G_CALLBACK(+[](GtkNativeDialog* d, int response, GtkWidget* image) {
+                         char* path = response == GTK_RESPONSE_ACCEPT ? gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(d))
+                                                                      : nullptr;
+                         if (path) {
+                             GError* error = nullptr;
+                             GdkPixbuf* pixbuf = gdk_pixbuf_new_from_file(path, &error);
+                             KTError failure;
+                             if (!pixbuf) {
+                                 showError(image, std::string("The image could not be read: ") + error->message);
+                                 g_error_free(error);
+                             } else if (!KTSettingsManager::sharedManager().saveIconError(pixbuf, &failure)) {
+                                 showError(image, failure.localizedDescription);
+                             } else {
+                                 setIconImage(image);
+                                 for (auto& w : KTMainWindowController::mainWindows())
+                                     w->updateWindowTitlebar();
+                             }
+                             if (pixbuf)
+                                 g_object_unref(pixbuf);
+                             g_free(path);
+                         }
+                         g_object_unref(d);
+                     }),
+                     image);
+    gtk_native_dialog_show(GTK_NATIVE_DIALOG(chooser));
 }
 } // namespace
 
@@ -40,6 +101,16 @@ void KTGeneralPane::build()
                           s.setUrl(url);
                           s.saveSettings();
                       });
+    }
+    if (!rows.locks().hidden(KTEnterpriseLocks::kAppIconItem)) {
+        GtkWidget* box = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 8);
+        GtkWidget* image = gtk_image_new();
+        setIconImage(image);
+        GtkWidget* change = gtk_button_new_with_label("Change…");
+        g_signal_connect(change, "clicked", G_CALLBACK(chooseIcon), image);
+        gtk_container_add(GTK_CONTAINER(box), image);
+        gtk_container_add(GTK_CONTAINER(box), change);
+        rows.row(KTEnterpriseLocks::kAppIconItem, "Application icon", "Shown in the title bar and the task list.", box);
     }
     rows.addSwitch("restoreWindowsAndTabs", "Restore windows and tabs", "Reopen what was open when the app quit.",
                    b.restoreWindowsAndTabs(),
