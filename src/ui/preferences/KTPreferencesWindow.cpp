@@ -17,6 +17,18 @@ KTPreferencesWindow::KTPreferencesWindow(std::vector<std::unique_ptr<KTPreferenc
                          return TRUE;
                      }),
                      this);
+    // Escape and Control+W close it, once no control (the hot-key recorder)
+    // has taken the key for itself.
+    g_signal_connect_after(window_, "key-press-event", G_CALLBACK(+[](GtkWidget*, GdkEventKey* e, gpointer self) -> gboolean {
+                               const auto mods = e->state & gtk_accelerator_get_default_mod_mask();
+                               const guint key = gdk_keyval_to_lower(e->keyval);
+                               if ((key == GDK_KEY_Escape && !mods) || (key == GDK_KEY_w && mods == GDK_CONTROL_MASK)) {
+                                   static_cast<KTPreferencesWindow*>(self)->close();
+                                   return TRUE;
+                               }
+                               return FALSE;
+                           }),
+                           this);
 }
 
 KTPreferencesWindow::~KTPreferencesWindow()
