@@ -21,6 +21,8 @@
 #include "ui/dialogs/KTDialogs.h"
 #include "ui/dialogs/KTQuitConfirmation.h"
 #include "ui/menubar/KTGlobalShortcut.h"
+#include "ui/preferences/KTPreferencesPanes.h"
+#include "ui/preferences/KTPreferencesWindow.h"
 #include "ui/windows/KTMainWindowController.h"
 #include "ui/windows/KTScreen.h"
 #include "web/KTWebContext.h"
@@ -64,6 +66,7 @@ AppDelegate::~AppDelegate()
     if (KTMainWindowController::windowsDelegate() == this)
         KTMainWindowController::setWindowsDelegate(nullptr);
     KTGlobalShortcut::unbind();
+    preferences_.reset();
     commands_.reset();
     if (app_)
         g_object_unref(app_);
@@ -74,6 +77,19 @@ AppDelegate* AppDelegate::shared() { return sharedDelegate; }
 
 int AppDelegate::run(int argc, char** argv)
 {
+    // Taken out before GApplication sees the arguments: it knows no such
+    // option, and the rest are files or addresses to open.
+    std::vector<char*> args;
+    for (int i = 0; i < argc; ++i) {
+        std::string_view a = argv[i] ? argv[i] : "";
+        if (i > 0 && (a == "--preferences" || a.rfind("--preferences=", 0) == 0))
+            preferencesAtLaunch_ = std::string(a.size() > 14 ? a.substr(14) : "");
+        else
+            args.push_back(argv[i]);
+    }
+    args.push_back(nullptr);
+    argc = static_cast<int>(args.size()) - 1;
+    argv = args.data();
     std::string id = applicationId();
     // The window class matches the desktop entry's StartupWMClass.
     g_set_prgname(id.c_str());
@@ -215,6 +231,8 @@ void AppDelegate::applicationDidFinishLaunching()
     });
     if (auto* top = getTopMainController())
         top->updateWindowTitlebar();
+    if (preferencesAtLaunch_)
+        showPreferences(*preferencesAtLaunch_);
     // Registry, spell checking and other housekeeping wait until the first
     // page has had the machine to itself.
     g_timeout_add_full(G_PRIORITY_LOW, 1500, +[](gpointer data) -> gboolean {
@@ -339,6 +357,19 @@ void AppDelegate::newWindowClick()
     c->showWindow();
 }
 
+void AppDelegate::showPreferences(const std::string& pane)
+{
+    if (KTSettingsManager::sharedManager().hidePreferences())
+        return;
+    if (!preferences_) {
+        preferences_ = std::make_unique<KTPreferencesWindow>(KTPreferencesPanes::make());
+        // Made afresh next time, so it shows what the menus changed meanwhile.
+        preferences_->onClosed = [this] { preferences_.reset(); };
+    }
+    KTMainWindowController* top = getTopMainController();
+    preferences_->present(pane, top ? top->window().window() : nullptr);
+}
+
 void AppDelegate::closeTab()
 {
     KTMainWindowController* top = getTopMainController();
@@ -403,6 +434,8 @@ void AppDelegate::applicationWillTerminate()
     if (terminating_)
         return;
     terminating_ = true;
+    if (preferences_)
+        preferences_->close(); // its panes commit what waits for the close
     KTSettingsManager::sharedManager().saveSettings();
     auto& restore = KTRestoreManager::sharedManager();
     if (KTBehaviorManager::sharedManager().restoreWindowsAndTabs()) {

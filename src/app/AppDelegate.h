@@ -19,6 +19,7 @@ namespace quilt {
 
 class KTMainWindowController;
 class KTMenuCommands;
+class KTPreferencesWindow;
 
 // The application: brings the app up in a fixed order, opens URLs
 // handed over by the desktop, answers the commands, and saves the stores on
@@ -49,6 +50,10 @@ public:
     void applicationWillTerminate();
     // Frame of a window for a saved record.
     void restorWindowForKey(KTMainWindowController* controller, const std::optional<std::string>& key);
+
+    // The one preferences window, made on demand, at a pane when named.
+    void showPreferences(const std::string& pane = {});
+    KTPreferencesWindow* preferencesWindow() const { return preferences_.get(); }
 
     void newWindowClick();
     void closeTab();
@@ -95,6 +100,9 @@ private:
 
     GtkApplication* app_ = nullptr;
     std::unique_ptr<KTMenuCommands> commands_;
+    std::unique_ptr<KTPreferencesWindow> preferences_;
+    // "--preferences[=<pane>]": the window opens with the app's first window.
+    std::optional<std::string> preferencesAtLaunch_;
     // X time of the last global hot key press, to raise the window with.
     uint32_t hotKeyTime_ = 0;
     KTRect defaultFrame_;

@@ -38,11 +38,12 @@ struct Command {
 };
 
 // Commands whose names are listed in the menu but that this version does
-// not offer yet (preferences, menu-bar mode, script editors, help) are not
-// actions at all, so their items show insensitive.
+// not offer yet (menu-bar mode, script editors, help) are not actions at
+// all, so their items show insensitive.
 const Command commands[] = {
     {"about", [](KTMenuCommands& c, AppDelegate&, const std::string&) { c.aboutClick(); }},
     {"hide", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.hideApplication(); }},
+    {"preferences", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.showPreferences(); }},
     {"quit", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.quit(true); }},
     {"new-tab", [](KTMenuCommands&, AppDelegate& a, const std::string&) {
          if (auto* t = frontTabs(a))
@@ -125,6 +126,7 @@ KTMenuCommands::KTMenuCommands(AppDelegate& app, GtkApplication* application)
     };
     auto& settings = KTSettingsManager::sharedManager();
     menu_->switches().hidePreferences = settings.hidePreferences();
+    enablePreferences(!settings.hidePreferences());
     menu_->switches().bookmarkBarShown = settings.showBookmarkBar();
     menu_->switches().toolbarItem = !KTQuiltManager::enterpriseBuild();
     menu_->rebuild();
@@ -254,7 +256,15 @@ void KTMenuCommands::setStausBarOption(bool show)
 void KTMenuCommands::setHidePreferences(bool hide)
 {
     menu_->switches().hidePreferences = hide;
+    enablePreferences(!hide);
     menu_->rebuild();
+}
+
+void KTMenuCommands::enablePreferences(bool enabled)
+{
+    // Hidden means its key does nothing either.
+    if (GAction* action = g_action_map_lookup_action(G_ACTION_MAP(application_), "preferences"))
+        g_simple_action_set_enabled(G_SIMPLE_ACTION(action), enabled);
 }
 
 void KTMenuCommands::setUserScriptStyleOption(bool show)

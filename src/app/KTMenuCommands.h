@@ -47,6 +47,7 @@ public:
 
 private:
     void install();
+    void enablePreferences(bool enabled);
 
     AppDelegate& app_;
     GtkApplication* application_;

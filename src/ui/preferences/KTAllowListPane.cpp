@@ -1,6 +1,6 @@
 #include "ui/preferences/KTAllowListPane.h"
 
-#include "core/config/KTQuiltManager.h"
+#include "core/config/KTEnterpriseLocks.h"
 #include "core/web/KTNavigationPolicy.h"
 #include "core/web/KTTypedAddress.h"
 #include "core/web/KTWhiteListManager.h"
@@ -14,7 +14,7 @@ namespace {
 
 // An enterprise configuration imposes the allow-list at every start, so an
 // edit here would not last: the pane shows it locked.
-bool allowListImposed() { return KTQuiltManager::enterpriseBuild(); }
+bool allowListImposed() { return KTEnterpriseLocks::current().locked("allowAll"); }
 
 std::vector<std::string> rowsOf(GtkListStore* store)
 {
@@ -198,6 +198,7 @@ void KTAllowListPane::updateTest()
 
 void KTAllowListPane::setLocked(bool locked)
 {
+    gtk_label_set_text(GTK_LABEL(ui_->widget("locked")), KTEnterpriseLocks::kReason);
     gtk_widget_set_visible(ui_->widget("locked"), locked);
     gtk_widget_set_sensitive(ui_->widget("mode"), !locked);
     loading_ = true;
