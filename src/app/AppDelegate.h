@@ -19,6 +19,8 @@ namespace quilt {
 
 class KTMainWindowController;
 class KTMenuCommands;
+class KTStatusBarItemView;
+class KTStatusItemController;
 
 // The application: brings the app up in a fixed order, opens URLs
 // handed over by the desktop, answers the commands, and saves the stores on
@@ -50,10 +52,22 @@ public:
     // Frame of a window for a saved record.
     void restorWindowForKey(KTMainWindowController* controller, const std::optional<std::string>& key);
 
+    // Menu-bar mode: the behaviour flag; entering it (false, said in the
+    // log, when no tray can show the item: the app stays in its windows);
+    // leaving it saves the flag and relaunches the app.
+    bool statusBarMode() const;
+    bool showAsStatusItem();
+    void switchToNormalMode();
+    void showPreferences();
+    // The tray item while in menu-bar mode, else null (its badge).
+    KTStatusBarItemView* statusItemView() const;
+    KTStatusItemController* statusItem() const { return statusItem_.get(); }
+
     void newWindowClick();
     void closeTab();
     void quit(bool ask);
     void hideApplication() override;
+    void windowDidOpen(KTMainWindowController* controller) override;
     bool hidden() const { return hidden_; }
     void enableSpellCheckAndGrammar();
     void addUseragents();
@@ -92,9 +106,12 @@ private:
     void installActions();
     void loadApplicationIcon();
     void afterFirstPaint();
+    // Brings a window's tabs forward: the popup for the one it hosts.
+    void showController(KTMainWindowController* controller);
 
     GtkApplication* app_ = nullptr;
     std::unique_ptr<KTMenuCommands> commands_;
+    std::unique_ptr<KTStatusItemController> statusItem_;
     // X time of the last global hot key press, to raise the window with.
     uint32_t hotKeyTime_ = 0;
     KTRect defaultFrame_;
