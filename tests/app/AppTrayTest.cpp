@@ -13,6 +13,7 @@
 #include "ui/windows/KTScreen.h"
 
 #include <gio/gio.h>
+#include <gtk/gtk.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -380,6 +381,16 @@ TEST_F(TrayTest, ItemTogglesThePopupBrowserWhichKeepsItsSize)
         KTJson b = app.readDataFile("behavior.json");
         return json::doubleFor(b, "POPOVER_W_KEY") == 520 && json::doubleFor(b, "POPOVER_H_KEY") == 345;
     }, 10s)) << app.readDataFile("behavior.json").dump();
+
+    // Another program takes the focus: the popup goes, as a popover would.
+    GtkWidget* other = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    gtk_window_set_default_size(GTK_WINDOW(other), 200, 200);
+    gtk_widget_show(other);
+    drainEvents();
+    runProgram({"xdotool", "windowactivate", "--sync", again}, 5s);
+    runProgram({"xdotool", "windowactivate", "--sync", xidOf(other)}, 5s);
+    EXPECT_TRUE(waitVisible(app, 0)) << "focus loss hides it";
+    gtk_widget_destroy(other);
 }
 
 TEST_F(TrayTest, SwitchingToRegularModeRelaunchesIntoAWindowAndBack)
