@@ -20,6 +20,8 @@ struct PlacementCase {
     KTRect expected;
 };
 
+void PrintTo(const PlacementCase& c, std::ostream* os) { *os << c.name; }
+
 class PlacementTest : public ::testing::TestWithParam<PlacementCase> {};
 
 TEST_P(PlacementTest, StaysNextToTheItemAndInsideTheWorkArea)
@@ -31,14 +33,14 @@ TEST_P(PlacementTest, StaysNextToTheItemAndInsideTheWorkArea)
 INSTANTIATE_TEST_SUITE_P(
     Popover, PlacementTest,
     ::testing::Values(
-        PlacementCase {"centred below the item", 640, 30, {400, 400}, {440, 34, 400, 400}},
-        PlacementCase {"item near the right edge: held inside", 1270, 15, {400, 400}, {880, 30, 400, 400}},
-        PlacementCase {"item at the left edge (a host that says 0, 0)", 0, 0, {400, 300}, {0, 30, 400, 300}},
-        PlacementCase {"tray at the bottom: opens upwards", 1200, 1020, {400, 400}, {880, 616, 400, 400}},
-        PlacementCase {"room neither below nor above: held at the bottom", 640, 600, {300, 700}, {490, 324, 300, 700}},
-        PlacementCase {"larger than the screen: shrinks to it", 640, 30, {2000, 1200}, {0, 30, 1280, 994}},
-        PlacementCase {"odd width rounds to whole pixels", 641, 30, {401, 400}, {441, 34, 401, 400}}),
-    [](const auto& info) { return "Case" + std::to_string(info.index); });
+        PlacementCase {"CentredBelowTheItem", 640, 30, {400, 400}, {440, 34, 400, 400}},
+        PlacementCase {"ItemNearTheRightEdgeHeldInside", 1270, 15, {400, 400}, {880, 30, 400, 400}},
+        PlacementCase {"HostSaysZeroZeroHeldAtTheLeftEdge", 0, 0, {400, 300}, {0, 30, 400, 300}},
+        PlacementCase {"TrayAtTheBottomOpensUpwards", 1200, 1020, {400, 400}, {880, 616, 400, 400}},
+        PlacementCase {"NoRoomBelowOrAboveHeldAtTheBottom", 640, 600, {300, 700}, {490, 324, 300, 700}},
+        PlacementCase {"LargerThanTheScreenShrinksToIt", 640, 30, {2000, 1200}, {0, 30, 1280, 994}},
+        PlacementCase {"OddWidthRoundsToWholePixels", 641, 30, {401, 400}, {441, 34, 401, 400}}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(PopoverResizeTest, HandleDragWidensToBothSidesAndIsBounded)
 {
