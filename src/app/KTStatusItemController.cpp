@@ -91,17 +91,26 @@ void KTStatusItemController::open(int x, int y)
         KTNotificationCenter::defaultCenter().post(names::kReload);
 }
 
-void KTStatusItemController::showStatusBarMenu(int, int)
+void KTStatusItemController::showStatusBarMenu(int x, int y)
 {
     if (!menu_) {
         GMenu* model = g_menu_new();
-        for (const auto& i : KTMainMenu::statusItemMenu())
-            g_menu_append(model, i.title.c_str(), ("app." + i.action).c_str());
+        for (const auto& i : KTMainMenu::statusItemMenu()) {
+            GMenuItem* item = g_menu_item_new(i.title.c_str(), ("app." + i.action).c_str());
+            // No keys shown: the tray menu is for the mouse.
+            g_menu_item_set_attribute(item, "accel", "s", "");
+            g_menu_append_item(model, item);
+            g_object_unref(item);
+        }
         menu_ = gtk_menu_new_from_model(G_MENU_MODEL(model));
         g_object_unref(model);
+        // Its "app." actions resolve through the popup, an application window.
         gtk_menu_attach_to_widget(GTK_MENU(menu_), GTK_WIDGET(popover_->window()), nullptr);
     }
-    gtk_menu_popup_at_pointer(GTK_MENU(menu_), nullptr);
+    // At the tray's point on the screen: no window of the app need be shown.
+    GdkRectangle at {x, y, 1, 1};
+    gtk_menu_popup_at_rect(GTK_MENU(menu_), gdk_get_default_root_window(), &at, GDK_GRAVITY_NORTH_WEST,
+                           GDK_GRAVITY_NORTH_WEST, nullptr);
 }
 
 } // namespace quilt

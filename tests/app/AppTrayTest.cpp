@@ -391,6 +391,14 @@ TEST_F(TrayTest, ItemTogglesThePopupBrowserWhichKeepsItsSize)
     runProgram({"xdotool", "windowactivate", "--sync", xidOf(other)}, 5s);
     EXPECT_TRUE(waitVisible(app, 0)) << "focus loss hides it";
     gtk_widget_destroy(other);
+
+    // A tray that asks the item for its menu gets it at its point.
+    callAndForget(item, "/StatusNotifierItem", "org.kde.StatusNotifierItem", "ContextMenu",
+                  g_variant_new("(ii)", x, int(area.y)));
+    ASSERT_TRUE(waitVisible(app, 1)) << "ContextMenu pops the menu up";
+    g = geometryOf(visibleWindows(app.bundleIdentifier()).front());
+    EXPECT_NEAR(g.x, x, 1);
+    EXPECT_NEAR(g.y, area.y, 1);
 }
 
 TEST_F(TrayTest, SwitchingToRegularModeRelaunchesIntoAWindowAndBack)
