@@ -17,6 +17,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cstring>
 #include <mutex>
 #include <regex>
 #include <thread>
@@ -417,6 +418,24 @@ TEST_F(TrayTest, SwitchingToRegularModeRelaunchesIntoAWindowAndBack)
     ASSERT_TRUE(name);
     EXPECT_STREQ(g_variant_get_string(name, nullptr), "web-browser");
     g_variant_unref(name);
+
+    // Odd requests from a host: an unknown item, a point far off the screen.
+    GError* error = nullptr;
+    GVariant* none = g_dbus_connection_call_sync(bus.get(), item.c_str(), "/MenuBar", "com.canonical.dbusmenu",
+                                                 "GetLayout", g_variant_new("(ii@as)", 99, -1, g_variant_new_strv(nullptr, 0)),
+                                                 nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, &error);
+    EXPECT_FALSE(none);
+    EXPECT_TRUE(error && strstr(error->message, "no such menu item")) << (error ? error->message : "");
+    g_clear_error(&error);
+    clickMenu(item, 99);
+    activate(item, -5000, 99999);
+    ASSERT_TRUE(waitVisible(app, 1));
+    KTRect area = KTScreen::mainWorkArea().value_or(KTRect {});
+    Geometry g = geometryOf(visibleWindows(app.bundleIdentifier()).front());
+    EXPECT_EQ(g.x, int(area.x)) << "held inside the work area";
+    EXPECT_EQ(g.y + g.height, int(area.y + area.height));
+    activate(item, 0, 0);
+    ASSERT_TRUE(waitVisible(app, 0));
 
     clickMenu(item, menu[1].id);
     int status = -1;
