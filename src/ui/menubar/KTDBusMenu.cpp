@@ -2,6 +2,8 @@
 
 #include "core/config/KTLog.h"
 
+#include <algorithm>
+
 namespace quilt {
 
 namespace {
@@ -91,12 +93,12 @@ KTDBusMenu::KTDBusMenu(GDBusConnection* connection, const std::string& objectPat
     }
     if (!actions)
         return;
-    auto changed = G_CALLBACK(+[](GActionGroup*, const char*, KTDBusMenu* self) { self->layoutChanged(); });
+    auto changed = G_CALLBACK(+[](GActionGroup*, const char* name, KTDBusMenu* self) { self->layoutChanged(name); });
     signals_.emplace_back(actions, "action-added", changed, this);
     signals_.emplace_back(actions, "action-removed", changed, this);
     signals_.emplace_back(actions, "action-enabled-changed",
-                          G_CALLBACK(+[](GActionGroup*, const char*, gboolean, KTDBusMenu* self) {
-                              self->layoutChanged();
+                          G_CALLBACK(+[](GActionGroup*, const char* name, gboolean, KTDBusMenu* self) {
+                              self->layoutChanged(name);
                           }),
                           this);
 }
@@ -108,8 +110,11 @@ KTDBusMenu::~KTDBusMenu()
         g_dbus_connection_unregister_object(connection_.get(), registration_);
 }
 
-void KTDBusMenu::layoutChanged()
+void KTDBusMenu::layoutChanged(const char* action)
 {
+    // Other actions of the application come and go without concerning us.
+    if (std::none_of(items_.begin(), items_.end(), [action](const KTMenuItem& i) { return i.action == action; }))
+        return;
     ++revision_;
     if (registration_)
         g_dbus_connection_emit_signal(connection_.get(), nullptr, path_.c_str(), "com.canonical.dbusmenu",

@@ -36,7 +36,7 @@ private:
     GVariant* properties(int id) const;
     GVariant* layout(int parent, int depth) const;
     // Actions come and go (preferences may be added later): hosts re-read.
-    void layoutChanged();
+    void layoutChanged(const char* action);
 
     GRef<GDBusConnection> connection_;
     std::string path_;
