@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 
 #include "app/KTMenuCommands.h"
+#include "app/KTStatusItemController.h"
 
 #include "core/config/KTBehaviorManager.h"
 #include "core/config/KTBookmarksManager.h"
@@ -23,6 +24,7 @@
 #include "ui/menubar/KTGlobalShortcut.h"
 #include "ui/preferences/KTPreferencesPanes.h"
 #include "ui/preferences/KTPreferencesWindow.h"
+#include "ui/menubar/KTStatusBarItemView.h"
 #include "ui/windows/KTMainWindowController.h"
 #include "ui/windows/KTScreen.h"
 #include "web/KTWebContext.h"
@@ -30,6 +32,7 @@
 
 #include <glib-unix.h>
 #include <malloc.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -67,6 +70,7 @@ AppDelegate::~AppDelegate()
         KTMainWindowController::setWindowsDelegate(nullptr);
     KTGlobalShortcut::unbind();
     preferences_.reset();
+    statusItem_.reset();
     commands_.reset();
     if (app_)
         g_object_unref(app_);
@@ -118,7 +122,7 @@ void AppDelegate::onStartup()
         if (hidden_)
             applicationShouldHandleReopen();
         else if (auto* top = getTopMainController())
-            top->showWindow();
+            showController(top);
     });
     loadApplicationIcon();
     installActions();
@@ -183,8 +187,10 @@ void AppDelegate::applicationWillFinishLaunching()
     KTMainWindowController* top = createNewMainWindow();
     KTQuiltManager::sharedManager();
     auto& behavior = KTBehaviorManager::sharedManager();
-    if (behavior.statusBarMode())
-        KTLog::line("menu-bar mode is not available in this version; opening a window");
+    // No window is restored in menu-bar mode; without a tray the app opens
+    // its windows as usual rather than running unseen.
+    if (behavior.statusBarMode() && showAsStatusItem())
+        return;
 
     if (KTQuiltManager::enterpriseBuild())
         setFirstWindowAlpha(KTQuiltManager::alphaValue());
@@ -219,6 +225,10 @@ void AppDelegate::applicationWillFinishLaunching()
 void AppDelegate::applicationDidFinishLaunching()
 {
     observations_.emplace_back(names::kShowWindow, [this](const KTNotification&) {
+        if (statusItem_) {
+            statusItem_->showPopover();
+            return;
+        }
         if (hidden_) {
             applicationShouldHandleReopen();
             return;
@@ -307,13 +317,13 @@ void AppDelegate::handleURLEvent(const std::string& url)
         if (top) {
             top->tabController()->addNewTab();
             top->tabController()->openUrl(url);
-            top->showWindow();
+            showController(top);
         }
         break;
     case 2:
         if (top) {
             top->tabController()->openUrl(url);
-            top->showWindow();
+            showController(top);
         }
         break;
     default:
@@ -323,6 +333,10 @@ void AppDelegate::handleURLEvent(const std::string& url)
 
 void AppDelegate::applicationShouldHandleReopen()
 {
+    if (statusItem_) {
+        statusItem_->showPopover();
+        return;
+    }
     if (hidden_) {
         // The app was hidden when its last window closed: unhide it.
         hidden_ = false;
@@ -368,6 +382,78 @@ void AppDelegate::showPreferences(const std::string& pane)
     }
     KTMainWindowController* top = getTopMainController();
     preferences_->present(pane, top ? top->window().window() : nullptr);
+}
+
+void AppDelegate::showController(KTMainWindowController* controller)
+{
+    if (statusItem_ && statusItem_->host() == controller)
+        statusItem_->showPopover();
+    else
+        controller->showWindow();
+}
+
+bool AppDelegate::statusBarMode() const { return KTBehaviorManager::sharedManager().statusBarMode(); }
+
+KTStatusBarItemView* AppDelegate::statusItemView() const
+{
+    return statusItem_ ? &statusItem_->statusItemView() : nullptr;
+}
+
+bool AppDelegate::showAsStatusItem()
+{
+    if (statusItem_)
+        return true;
+    std::string why;
+    if (!KTStatusBarItemView::hostAvailable(&why)) {
+        KTLog::line("menu-bar mode: " + why + "; showing the app in a window instead");
+        return false;
+    }
+    KTMainWindowController* top = getTopMainController();
+    if (!top)
+        top = createNewMainWindow();
+    // Out of the taskbar, as an app without a Dock icon; windows opened
+    // later follow (windowDidOpen).
+    for (auto& c : KTMainWindowController::mainWindows())
+        gtk_window_set_skip_taskbar_hint(c->window().window(), TRUE);
+    statusItem_ = std::make_unique<KTStatusItemController>(app_, top);
+    // The window stays, unseen: its tabs live in the popup now.
+    gtk_widget_hide(GTK_WIDGET(top->window().window()));
+    top->tabController()->goHome();
+    auto& behavior = KTBehaviorManager::sharedManager();
+    behavior.setStatusBarMode(true);
+    behavior.save();
+    if (commands_)
+        commands_->setStatusBarModeShown(true);
+    return true;
+}
+
+void AppDelegate::switchToNormalMode()
+{
+    auto& behavior = KTBehaviorManager::sharedManager();
+    behavior.setStatusBarMode(false);
+    behavior.save();
+    // The relaunched app starts in its windows; this one leaves at once,
+    // without the quitting steps.
+    char* quoted = g_shell_quote(KTBundle::main().executablePath().c_str());
+    std::string command = std::string("sleep 1; exec ") + quoted;
+    g_free(quoted);
+    const char* argv[] = {"/bin/sh", "-c", command.c_str(), nullptr};
+    GError* error = nullptr;
+    if (!g_spawn_async(nullptr, const_cast<char**>(argv), nullptr, G_SPAWN_DEFAULT, nullptr, nullptr, nullptr,
+                       &error)) {
+        KTLog::line(std::string("error: ") + (error ? error->message : "cannot relaunch"));
+        g_clear_error(&error);
+    }
+    if (GDBusConnection* bus = g_application_get_dbus_connection(G_APPLICATION(app_)))
+        g_dbus_connection_flush_sync(bus, nullptr, nullptr);
+    fflush(nullptr);
+    _exit(0);
+}
+
+void AppDelegate::windowDidOpen(KTMainWindowController* controller)
+{
+    if (statusItem_)
+        gtk_window_set_skip_taskbar_hint(controller->window().window(), TRUE);
 }
 
 void AppDelegate::closeTab()

@@ -20,6 +20,8 @@ namespace quilt {
 class KTMainWindowController;
 class KTMenuCommands;
 class KTPreferencesWindow;
+class KTStatusBarItemView;
+class KTStatusItemController;
 
 // The application: brings the app up in a fixed order, opens URLs
 // handed over by the desktop, answers the commands, and saves the stores on
@@ -54,11 +56,21 @@ public:
     // The one preferences window, made on demand, at a pane when named.
     void showPreferences(const std::string& pane = {});
     KTPreferencesWindow* preferencesWindow() const { return preferences_.get(); }
+    // Menu-bar mode: the behaviour flag; entering it (false, said in the
+    // log, when no tray can show the item: the app stays in its windows);
+    // leaving it saves the flag and relaunches the app.
+    bool statusBarMode() const;
+    bool showAsStatusItem();
+    void switchToNormalMode();
+    // The tray item while in menu-bar mode, else null (its badge).
+    KTStatusBarItemView* statusItemView() const;
+    KTStatusItemController* statusItem() const { return statusItem_.get(); }
 
     void newWindowClick();
     void closeTab();
     void quit(bool ask);
     void hideApplication() override;
+    void windowDidOpen(KTMainWindowController* controller) override;
     bool hidden() const { return hidden_; }
     void enableSpellCheckAndGrammar();
     void addUseragents();
@@ -97,12 +109,15 @@ private:
     void installActions();
     void loadApplicationIcon();
     void afterFirstPaint();
+    // Brings a window's tabs forward: the popup for the one it hosts.
+    void showController(KTMainWindowController* controller);
 
     GtkApplication* app_ = nullptr;
     std::unique_ptr<KTMenuCommands> commands_;
     std::unique_ptr<KTPreferencesWindow> preferences_;
     // "--preferences[=<pane>]": the window opens with the app's first window.
     std::optional<std::string> preferencesAtLaunch_;
+    std::unique_ptr<KTStatusItemController> statusItem_;
     // X time of the last global hot key press, to raise the window with.
     uint32_t hotKeyTime_ = 0;
     KTRect defaultFrame_;

@@ -38,7 +38,7 @@ struct Command {
 };
 
 // Commands whose names are listed in the menu but that this version does
-// not offer yet (menu-bar mode, script editors, help) are not actions at
+// not offer yet (script editors, help) are not actions at
 // all, so their items show insensitive.
 const Command commands[] = {
     {"about", [](KTMenuCommands& c, AppDelegate&, const std::string&) { c.aboutClick(); }},
@@ -50,6 +50,8 @@ const Command commands[] = {
              t->addNewTab();
      }},
     {"new-window", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.newWindowClick(); }},
+    {"status-bar-mode", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.showAsStatusItem(); }},
+    {"switch-to-normal-mode", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.switchToNormalMode(); }},
     {"focus-url", [](KTMenuCommands&, AppDelegate& a, const std::string&) {
          if (auto* top = a.getTopMainController())
              top->editUrl();
@@ -130,9 +132,20 @@ KTMenuCommands::KTMenuCommands(AppDelegate& app, GtkApplication* application)
     menu_->switches().bookmarkBarShown = settings.showBookmarkBar();
     menu_->switches().toolbarItem = !KTQuiltManager::enterpriseBuild();
     menu_->rebuild();
+    setStatusBarModeShown(false);
 }
 
 KTMenuCommands::~KTMenuCommands() = default;
+
+void KTMenuCommands::setStatusBarModeShown(bool shown)
+{
+    auto enable = [this](const char* name, bool enabled) {
+        if (GAction* a = g_action_map_lookup_action(G_ACTION_MAP(application_), name))
+            g_simple_action_set_enabled(G_SIMPLE_ACTION(a), enabled);
+    };
+    enable("status-bar-mode", !shown);
+    enable("switch-to-normal-mode", shown);
+}
 
 void KTMenuCommands::install()
 {

@@ -36,6 +36,10 @@ public:
     // Undo, cut, copy, ...: the focused entry, else the focused page.
     void editCommand(const std::string& name);
 
+    // In menu-bar mode "Show in Menu Bar" has nothing to do and the tray
+    // menu's "Switch to Regular Mode" has; the other way round outside it.
+    void setStatusBarModeShown(bool shown);
+
     // The configuration switches.
     void setStausBarOption(bool show);
     void setHidePreferences(bool hide);

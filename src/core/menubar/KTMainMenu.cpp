@@ -181,6 +181,12 @@ std::vector<const char*> KTMainMenu::acceleratorsFor(const std::string& action)
     return {};
 }
 
+std::vector<KTMenuItem> KTMainMenu::statusItemMenu()
+{
+    return {item("Add Tab", "new-tab"), item("Switch to Regular Mode", "switch-to-normal-mode"),
+            item("Preferences", "preferences"), item("Quit", "quit")};
+}
+
 KTCloseTabRule KTMainMenu::closeTabRule(size_t tabCount)
 {
     if (tabCount >= 3)

@@ -59,6 +59,8 @@ public:
     // navigating is the toolbar's and the keys' job. Kept deliberately.
     static std::vector<KTMenuItem> historyMenu(const std::vector<std::string>& namesOldestFirst);
     static std::vector<KTMenuItem> bookmarksMenu(const std::vector<std::string>& sortedNames, bool canAdd);
+    // The tray item's menu: commands of the main menu, by the same names.
+    static std::vector<KTMenuItem> statusItemMenu();
     static const std::vector<KTAccelerator>& accelerators();
     static std::vector<const char*> acceleratorsFor(const std::string& action);
 
