@@ -38,12 +38,14 @@ struct Command {
 };
 
 // Commands whose names are listed in the menu but that this version does
-// not offer yet (script editors, help) are not actions at
-// all, so their items show insensitive.
+// not offer yet (help) are not actions at all, so their items show
+// insensitive.
 const Command commands[] = {
     {"about", [](KTMenuCommands& c, AppDelegate&, const std::string&) { c.aboutClick(); }},
     {"hide", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.hideApplication(); }},
     {"preferences", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.showPreferences(); }},
+    {"user-scripts", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.showPreferences("user-content"); }},
+    {"user-styles", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.showPreferences("user-content"); }},
     {"quit", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.quit(true); }},
     {"new-tab", [](KTMenuCommands&, AppDelegate& a, const std::string&) {
          if (auto* t = frontTabs(a))

@@ -273,5 +273,25 @@ TEST_F(AppPreferencesTest, HiddenPreferencesCannotBeOpenedByKeyOrAction)
     });
 }
 
+// View ▸ User Scripts… and User Styles… open their pane; the shortcuts
+// table reaches its file when the window closes.
+TEST_F(AppPreferencesTest, ScriptMenusOpenTheirPaneAndShortcutsSaveOnClose)
+{
+    writeDataFile("settings.json", {{"main_url", server->url("/home")}});
+    writeDataFile("shortcuts.json", {{"b", "https://b.example/"}, {"", "https://no-word.example/"}});
+    runApp({}, [&](AppDelegate& app, KTMainWindowController&) {
+        g_action_group_activate_action(G_ACTION_GROUP(app.application()), "user-styles", nullptr);
+        KTPreferencesWindow* prefs = waitPreferences(app);
+        ASSERT_TRUE(prefs);
+        EXPECT_EQ(prefs->visiblePane(), "user-content");
+        prefs->present("shortcuts");
+        EXPECT_EQ(prefs->visiblePane(), "shortcuts");
+        gtk_window_close(prefs->window());
+        EXPECT_TRUE(waitUntil([&] { return app.preferencesWindow() == nullptr; }));
+        // Written anew from the table, which drops a row without a word.
+        EXPECT_EQ(readFile(env->dataFolder() + "shortcuts.json"), R"({"b":"https://b.example/"})");
+    });
+}
+
 } // namespace
 } // namespace quilt::test
