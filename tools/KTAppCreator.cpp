@@ -11,6 +11,7 @@
 #include "KTInterruption.h"
 #include "KTRollback.h"
 #include "KTSiteAddress.h"
+#include "KTSiteProbe.h"
 #include "core/config/KTBundle.h"
 #include "core/config/KTFileManager.h"
 #include "core/config/KTFileUtil.h"
@@ -425,6 +426,9 @@ int KTAppCreator::run(const std::vector<std::string>& args)
         case KTCreateOptions::Command::Remove:
             remove(options);
             break;
+        case KTCreateOptions::Command::Probe:
+            probe(options);
+            break;
         case KTCreateOptions::Command::Create:
             out_ << create(options) << "\n";
             break;
@@ -515,6 +519,15 @@ std::string KTAppCreator::create(const KTCreateOptions& options)
     for (const auto& file : kept)
         out_ << "kept " << file << ": changed since quilt-create wrote it\n";
     return plan.target;
+}
+
+void KTAppCreator::probe(const KTCreateOptions& options)
+{
+    std::string error;
+    auto site = KTSiteAddress::parse(options.url, &error);
+    if (!site)
+        throw KTCreateFailure::badInput(error);
+    out_ << json::compact(KTSiteProbe().probe(*site).toJson()) << "\n";
 }
 
 void KTAppCreator::list(const KTCreateOptions& options)
