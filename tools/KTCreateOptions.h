@@ -31,6 +31,8 @@ public:
     bool force = false;
     // Read the site's name, icon, colour, start page and scope (flags win).
     bool siteIdentity = true;
+    // The window colour "#rrggbb": the site's theme colour; no flag sets it.
+    std::optional<std::string> windowColor;
 
     std::string removeName; // for --remove
     bool purge = false;

@@ -7,6 +7,7 @@
 #include <libsoup/soup.h>
 
 #include <algorithm>
+#include <csignal>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -34,6 +35,45 @@ std::string gerrorText(GError* error)
     return text;
 }
 
+sigset_t stopSignals()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (int sig : {SIGTERM, SIGINT, SIGHUP})
+        sigaddset(&set, sig);
+    return set;
+}
+
+// GLib and libsoup start threads that outlive the probe; they must not
+// take a stop signal that the creation's rollback waits for in the main
+// thread, so they are born with those signals blocked. A signal arriving
+// meanwhile ends the probe at once and takes its course afterwards.
+class StopSignalsHeld {
+public:
+    StopSignalsHeld()
+    {
+        const sigset_t set = stopSignals();
+        ::pthread_sigmask(SIG_BLOCK, &set, &previous_);
+    }
+    ~StopSignalsHeld() { ::pthread_sigmask(SIG_SETMASK, &previous_, nullptr); }
+    StopSignalsHeld(const StopSignalsHeld&) = delete;
+    StopSignalsHeld& operator=(const StopSignalsHeld&) = delete;
+
+    static bool pending()
+    {
+        sigset_t pending;
+        sigemptyset(&pending);
+        ::sigpending(&pending);
+        for (int sig : {SIGTERM, SIGINT, SIGHUP})
+            if (sigismember(&pending, sig))
+                return true;
+        return false;
+    }
+
+private:
+    sigset_t previous_;
+};
+
 // Cancels everything in flight when the total time is up, whatever the
 // server does: a site that trickles bytes cannot hold the tool.
 class Deadline {
@@ -43,8 +83,13 @@ public:
     {
         watcher_ = std::thread([this] {
             std::unique_lock lock(mutex_);
-            if (!cv_.wait_until(lock, end_, [this] { return done_; }))
-                g_cancellable_cancel(cancellable_);
+            while (!done_) {
+                cv_.wait_until(lock, std::min(end_, Clock::now() + std::chrono::milliseconds(50)));
+                if (!done_ && (Clock::now() >= end_ || StopSignalsHeld::pending())) {
+                    g_cancellable_cancel(cancellable_);
+                    return;
+                }
+            }
         });
     }
     ~Deadline()
@@ -288,6 +333,7 @@ KTSiteProbe::Result KTSiteProbe::probe(const KTSiteAddress& site, const std::str
 {
     Result result;
     result.url = site.url();
+    const StopSignalsHeld held;
     const Deadline deadline(limits_.total);
     const Fetcher fetcher(limits_, deadline);
 
@@ -309,7 +355,7 @@ KTSiteProbe::Result KTSiteProbe::probe(const KTSiteAddress& site, const std::str
         }
     } else {
         result.warnings.push_back("cannot reach " + shown(site.url()) + " (" + page.error
-                                  + "); the host is used as the name and the icon is generated");
+                                  + "); nothing is taken from the site");
     }
     result.identity = KTSiteIdentity::combine(head, manifest, result.url);
     if (!result.reached)
