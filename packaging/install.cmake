@@ -76,8 +76,9 @@ browser. Logins are kept in the keyring and page notifications reach the
 desktop through quilt-helper, which the session bus starts when needed.")
 # Real library dependencies, read from the binaries by dpkg-shlibdeps.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Logins live in the Secret Service; made apps are listed in menus.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "gnome-keyring, desktop-file-utils")
+# Logins live in the Secret Service; made apps are listed in menus; a
+# site's SVG icon is read through librsvg's gdk-pixbuf loader.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "gnome-keyring, desktop-file-utils, librsvg2-common")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)

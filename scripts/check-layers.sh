@@ -54,7 +54,9 @@ while IFS= read -r file; do
           ;;
       esac
     elif [[ $own == core && $line =~ ^\#include[[:space:]]*\<(gtk|gdk|webkit2|libsoup)/ ]]; then
-      report "$file" "$n" "the core layer includes a GTK or WebKit header"
+      # quilt-create fetches a site's page and icons itself; it still shows no window.
+      [[ $file == tools/* && ${BASH_REMATCH[1]} == libsoup ]] \
+        || report "$file" "$n" "the core layer includes a GTK or WebKit header"
     fi
   done < "$file"
 done < <(find src tools helper -type f \( -name '*.h' -o -name '*.cpp' \) 2>/dev/null | sort)

@@ -1,6 +1,21 @@
 #include "KTAppConfiguration.h"
 
+#include "core/config/KTColor.h"
+
+#include <cstdlib>
+
 namespace quilt {
+
+namespace {
+
+// "#rrggbb" as the settings' colour text.
+KTColor colorOf(const std::string& hex)
+{
+    const long rgb = std::strtol(hex.c_str() + 1, nullptr, 16);
+    return KTColor::rgb(((rgb >> 16) & 0xff) / 255.0, ((rgb >> 8) & 0xff) / 255.0, (rgb & 0xff) / 255.0);
+}
+
+} // namespace
 
 KTAppConfiguration::KTAppConfiguration(const KTCreateOptions& options, KTSiteAddress site, std::string appName)
     : options_(options), site_(std::move(site)), appName_(std::move(appName))
@@ -84,6 +99,8 @@ KTJson KTAppConfiguration::enterpriseConfiguration() const
     d["showStatusBarOption"] = options_.statusBarOption;
     d["showUserScriptStyleOption"] = options_.userScriptPath.has_value();
     d["showMobileDesktopOption"] = true;
+    if (options_.windowColor)
+        d["colorHex"] = options_.windowColor->substr(1);
     d["userNotifications"] = true;
     d["dockBadge"] = true;
     addAllowListKeys(d);
@@ -104,6 +121,11 @@ KTJson KTAppConfiguration::settings() const
     s["hideProgressBar"] = false;
     if (options_.opacityPercent)
         s["windowOpacityKey"] = *options_.opacityPercent / 100.0;
+    if (options_.windowColor) {
+        // A fixed colour: following the page would paint over the site's own.
+        s["windowColor"] = colorOf(*options_.windowColor).stringRepresentation();
+        s["autowindowColor"] = false;
+    }
     return s;
 }
 

@@ -11,6 +11,7 @@
 #include "KTInterruption.h"
 #include "KTRollback.h"
 #include "KTSiteAddress.h"
+#include "KTSiteProbe.h"
 #include "core/config/KTBundle.h"
 #include "core/config/KTFileManager.h"
 #include "core/config/KTFileUtil.h"
@@ -234,6 +235,54 @@ GRef<GdkPixbuf> iconFor(const KTCreateOptions& options, const KTSiteAddress& sit
     return icon;
 }
 
+// "://host[:port]/path" of a manifest's scope: the scope itself, over http
+// and https alike, as the default patterns are written.
+std::optional<std::string> scopePattern(const std::string& scope)
+{
+    GUri* uri = g_uri_parse(scope.c_str(), G_URI_FLAGS_NONE, nullptr);
+    if (!uri)
+        return std::nullopt;
+    std::string pattern;
+    if (const char* host = g_uri_get_host(uri); host && *host) {
+        const int port = g_uri_get_port(uri);
+        std::string path = g_uri_get_path(uri);
+        pattern = "://" + std::string(host) + (port > 0 ? ":" + std::to_string(port) : "") + (path.empty() ? "/" : path);
+    }
+    g_uri_unref(uri);
+    if (pattern.empty() || pattern.find('*') != std::string::npos)
+        return std::nullopt;
+    return pattern;
+}
+
+// The options with what the site says filled in wherever the command line
+// left a gap. Whatever cannot be had is one warning line.
+KTCreateOptions withSiteIdentity(const KTCreateOptions& given, const KTSiteAddress& site, std::ostream& err)
+{
+    KTCreateOptions options = given;
+    auto result = KTSiteProbe().probe(site);
+    auto warn = [&](const std::string& line) { err << "quilt-create: warning: " << line << std::endl; };
+    for (const auto& line : result.warnings)
+        warn(line);
+    if (!result.reached)
+        return options;
+    const KTSiteIdentity& id = result.identity;
+    if (!options.name) {
+        if (auto problem = KTCreateOptions::nameProblem(id.name))
+            warn("the site's name \"" + id.name + "\" cannot be used (" + *problem + ")");
+        else
+            options.name = id.name;
+    }
+    if (!options.iconPath && result.iconFile)
+        options.iconPath = result.iconFile;
+    if (!options.allowAll && options.allowPatterns.empty() && id.scope)
+        if (auto pattern = scopePattern(*id.scope))
+            options.allowPatterns = {*pattern};
+    if (id.startUrl && KTSiteAddress::parse(*id.startUrl))
+        options.url = *id.startUrl;
+    options.windowColor = id.themeColor;
+    return options;
+}
+
 CreationPlan planCreation(const KTCreateOptions& options)
 {
     CreationPlan plan;
@@ -425,6 +474,9 @@ int KTAppCreator::run(const std::vector<std::string>& args)
         case KTCreateOptions::Command::Remove:
             remove(options);
             break;
+        case KTCreateOptions::Command::Probe:
+            probe(options);
+            break;
         case KTCreateOptions::Command::Create:
             out_ << create(options) << "\n";
             break;
@@ -469,8 +521,16 @@ std::string KTAppCreator::findTemplate(const std::optional<std::string>& option)
     throw KTCreateFailure::ioError("no template bundle DefaultApp.app found; give one with --template DIR");
 }
 
-std::string KTAppCreator::create(const KTCreateOptions& options)
+std::string KTAppCreator::create(const KTCreateOptions& given)
 {
+    KTCreateOptions options = given;
+    if (given.siteIdentity) {
+        std::string error;
+        auto site = KTSiteAddress::parse(given.url, &error);
+        if (!site)
+            throw KTCreateFailure::badInput(error);
+        options = withSiteIdentity(given, *site, err_);
+    }
     const CreationPlan plan = planCreation(options);
     removeStaleStaging(plan.dest, {KTAppRegistry::defaultAppsFolder(), plan.dest});
     const KTAppConfiguration config(options, plan.site, plan.name);
@@ -496,7 +556,7 @@ std::string KTAppCreator::create(const KTCreateOptions& options)
     KTBundleBuilder::Contents contents = bundleContents(plan, config, options);
     std::vector<std::string> kept;
     if (plan.replacing)
-        keepUserChangedBundleFiles(plan.target, options, writer, contents, kept);
+        keepUserChangedBundleFiles(plan.target, given, writer, contents, kept);
     KTBundleBuilder(plan.templatePath).build(stage, contents);
     KTInterruption::check();
     recordBundleFiles(stage, contents, writer);
@@ -515,6 +575,15 @@ std::string KTAppCreator::create(const KTCreateOptions& options)
     for (const auto& file : kept)
         out_ << "kept " << file << ": changed since quilt-create wrote it\n";
     return plan.target;
+}
+
+void KTAppCreator::probe(const KTCreateOptions& options)
+{
+    std::string error;
+    auto site = KTSiteAddress::parse(options.url, &error);
+    if (!site)
+        throw KTCreateFailure::badInput(error);
+    out_ << json::compact(KTSiteProbe().probe(*site).toJson()) << "\n";
 }
 
 void KTAppCreator::list(const KTCreateOptions& options)

@@ -23,6 +23,9 @@ public:
     std::string create(const KTCreateOptions& options);
     void list(const KTCreateOptions& options);
     void remove(const KTCreateOptions& options);
+    // Prints the site's identity as one JSON object; an unreachable site
+    // is not a failure.
+    void probe(const KTCreateOptions& options);
 
     // --template, else $QUILT_TEMPLATE, else DefaultApp.app beside the
     // folder of this program (the build tree), else ../lib/quilt/ from it

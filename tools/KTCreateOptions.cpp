@@ -23,7 +23,8 @@ constexpr OptionInfo kOptions[] = {
     {"--user-script", Arity::Value}, {"--script-pattern", Arity::Value}, {"--enterprise", Arity::Flag},
     {"--dest", Arity::Value},        {"--template", Arity::Value},      {"--force", Arity::Flag},
     {"--list", Arity::Flag},         {"--remove", Arity::Value},        {"--purge", Arity::Flag},
-    {"--help", Arity::Flag},         {"--version", Arity::Flag},
+    {"--help", Arity::Flag},         {"--version", Arity::Flag},        {"--probe", Arity::Value},
+    {"--no-site-identity", Arity::Flag},
 };
 
 const OptionInfo* findOption(const std::string& name)
@@ -98,7 +99,7 @@ std::optional<std::string> KTCreateOptions::nameProblem(const std::string& name)
 KTCreateOptions KTCreateOptions::parse(const std::vector<std::string>& args)
 {
     KTCreateOptions o;
-    std::optional<std::string> url, windowSize, opacity, removeName;
+    std::optional<std::string> url, windowSize, opacity, removeName, probeUrl;
     int commands = 0;
     for (size_t i = 0; i < args.size(); ++i) {
         std::string arg = args[i];
@@ -157,6 +158,13 @@ KTCreateOptions KTCreateOptions::parse(const std::vector<std::string>& args)
             o.force = true;
         else if (arg == "--purge")
             o.purge = true;
+        else if (arg == "--no-site-identity")
+            o.siteIdentity = false;
+        else if (arg == "--probe") {
+            setOnce(probeUrl, arg, value);
+            o.command = Command::Probe;
+            ++commands;
+        }
         else if (arg == "--list") {
             o.command = Command::List;
             ++commands;
@@ -174,7 +182,7 @@ KTCreateOptions KTCreateOptions::parse(const std::vector<std::string>& args)
         }
     }
     if (commands > 1)
-        refuse("--list, --remove and --version cannot be combined");
+        refuse("--list, --remove, --probe and --version cannot be combined");
 
     switch (o.command) {
     case Command::List:
@@ -188,6 +196,11 @@ KTCreateOptions KTCreateOptions::parse(const std::vector<std::string>& args)
         if (removeName->empty())
             refuse("--remove needs an app name");
         o.removeName = *removeName;
+        return o;
+    case Command::Probe:
+        if (url || args.size() > 2 || probeUrl->empty())
+            refuse("--probe takes an address and nothing else");
+        o.url = *probeUrl;
         return o;
     case Command::Help:
     case Command::Create:
@@ -238,17 +251,24 @@ std::string KTCreateOptions::usage()
   quilt-create --list                list the apps made by quilt-create
   quilt-create --remove NAME [--purge] [--dest DIR]
                                      remove an app (--purge: its data too)
+  quilt-create --probe URL           print what the site says about itself
+                                     as one JSON object
   quilt-create --help | --version
 
 Options for making an app:
   --url URL              the site's home page (http or https)
-  --name NAME            the app's name (default: the site's host)
+  --name NAME            the app's name (default: the site's own name, else
+                         its host)
   --icon IMAGE           the app's icon, any image format the system reads
-                         (default: a generated icon with the site's initial)
+                         (default: the site's own icon, else a generated icon
+                         with the site's initial)
+  --no-site-identity     do not read the site: no name, icon, colour, start
+                         page or scope from its page or web app manifest
   --window-size WxH      the default window size, e.g. 1280x800
   --opacity N            window opacity in percent, 10 to 100
   --allow PATTERN        keep addresses matching PATTERN in the app; repeat for
-                         more (default: the site's domain and its subdomains)
+                         more (default: the scope of the site's web app
+                         manifest, else the site's domain and its subdomains)
   --allow-all            keep every address in the app
   --status-bar-option    offer the menu-bar mode
   --user-script FILE --script-pattern PATTERN

@@ -11,7 +11,7 @@ namespace quilt {
 // creator; everything here is decided from the arguments alone.
 class KTCreateOptions {
 public:
-    enum class Command { Create, List, Remove, Help, Version };
+    enum class Command { Create, List, Remove, Probe, Help, Version };
 
     Command command = Command::Create;
 
@@ -29,6 +29,10 @@ public:
     std::optional<std::string> dest;
     std::optional<std::string> templatePath;
     bool force = false;
+    // Read the site's name, icon, colour, start page and scope (flags win).
+    bool siteIdentity = true;
+    // The window colour "#rrggbb": the site's theme colour; no flag sets it.
+    std::optional<std::string> windowColor;
 
     std::string removeName; // for --remove
     bool purge = false;

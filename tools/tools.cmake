@@ -1,6 +1,6 @@
 # quilt-create: the creation tool. Its classes form a library so the tests
 # can call them in-process; the executable is a thin main around them.
-pkg_check_modules(QUILT_CREATE_DEPS REQUIRED IMPORTED_TARGET cairo pangocairo libpsl)
+pkg_check_modules(QUILT_CREATE_DEPS REQUIRED IMPORTED_TARGET cairo pangocairo libpsl libsoup-3.0)
 
 add_library(quilt_create_lib STATIC
   ${CMAKE_CURRENT_LIST_DIR}/KTAppConfiguration.cpp
@@ -15,6 +15,7 @@ add_library(quilt_create_lib STATIC
   ${CMAKE_CURRENT_LIST_DIR}/KTIconMaker.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTInterruption.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTSiteAddress.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/KTSiteProbe.cpp
 )
 target_include_directories(quilt_create_lib PUBLIC ${CMAKE_CURRENT_LIST_DIR})
 target_compile_definitions(quilt_create_lib PRIVATE QUILT_TOOL_VERSION="${PROJECT_VERSION}")

@@ -6,7 +6,7 @@ _quilt_create()
     _init_completion -s || return
 
     case $prev in
-        --url | --name | --window-size | --opacity | --allow | --script-pattern)
+        --url | --probe | --name | --window-size | --opacity | --allow | --script-pattern)
             return
             ;;
         --icon | --user-script)
@@ -30,7 +30,7 @@ _quilt_create()
         COMPREPLY=($(compgen -W '--url --name --icon --window-size --opacity
             --allow --allow-all --status-bar-option --user-script
             --script-pattern --enterprise --dest --template --force --list
-            --remove --purge --help --version' -- "$cur"))
+            --remove --purge --probe --no-site-identity --help --version' -- "$cur"))
     fi
 } &&
     complete -F _quilt_create quilt-create

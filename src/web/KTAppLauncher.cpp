@@ -1,6 +1,10 @@
 #include "web/KTAppLauncher.h"
 
+#include "core/config/KTBehaviorManager.h"
+#include "core/config/KTBundle.h"
 #include "core/config/KTLog.h"
+#include "core/config/KTUpdateManager.h"
+#include "core/web/KTLinkRouter.h"
 #include "core/web/KTNavigationPolicy.h"
 #include "web/KTWebUIDelegate.h"
 
@@ -83,6 +87,56 @@ void KTAppLauncher::openInDefaultBrowser(const std::string& url, bool background
                                             },
                                             r);
     g_object_unref(ctx);
+}
+
+namespace {
+
+// One router for the running app, made afresh when the app's bundle or the
+// registry's place changes (tests switch both).
+KTLinkRouter& linkRouter()
+{
+    static std::unique_ptr<KTLinkRouter> router;
+    static std::string made;
+    const std::string registry = KTUpdateManager::sharedManager().getPath();
+    const std::string self = KTBundle::main().path();
+    if (!router || made != registry + "\n" + self) {
+        router = std::make_unique<KTLinkRouter>(registry, self);
+        made = registry + "\n" + self;
+    }
+    return *router;
+}
+
+} // namespace
+
+void KTAppLauncher::openRefusedAddress(const std::string& url, bool background, GtkWindow* window)
+{
+    if (KTBehaviorManager::sharedManager().routeLinksToSiteApps())
+        if (auto app = linkRouter().appFor(url); app && openInSiteApp(*app, url)) {
+            KTLog::debug("routed " + url + " to " + *app);
+            return;
+        }
+    openInDefaultBrowser(url, background, window);
+}
+
+bool KTAppLauncher::openInSiteApp(const std::string& bundlePath, const std::string& url)
+{
+    const std::string exe = KTBundle(bundlePath).executablePath();
+    const char* argv[] = {exe.c_str(), url.c_str(), nullptr};
+    GError* error = nullptr;
+    GSubprocess* process = g_subprocess_newv(argv, G_SUBPROCESS_FLAGS_NONE, &error);
+    if (!process) {
+        KTLog::line("cannot open " + url + " in " + bundlePath + ": " + (error ? error->message : "?"));
+        g_clear_error(&error);
+        return false;
+    }
+    // Reaped when it ends; it holds its own reference until then.
+    g_subprocess_wait_async(process, nullptr,
+                            [](GObject* source, GAsyncResult* result, gpointer) {
+                                g_subprocess_wait_finish(G_SUBPROCESS(source), result, nullptr);
+                                g_object_unref(source);
+                            },
+                            nullptr);
+    return true;
 }
 
 GRef<GAppInfo> KTAppLauncher::appForUrl(const std::string& url)

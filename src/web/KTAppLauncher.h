@@ -18,6 +18,13 @@ public:
     // background the launch asks for no focus and `window` is presented
     // again once the launch completes, so the user stays in the app.
     static void openInDefaultBrowser(const std::string& url, bool background, GtkWindow* window);
+    // An address this app refuses: in the made app whose allow-list claims
+    // it (through that app's single-instance open) when the behaviour switch
+    // allows, else in the default browser.
+    static void openRefusedAddress(const std::string& url, bool background, GtkWindow* window);
+    // Starts the app's executable with url; a running instance takes the
+    // address and the new process ends. False when it cannot be started.
+    static bool openInSiteApp(const std::string& bundlePath, const std::string& url);
 
     // The application registered for the URL's scheme, or null.
     static GRef<GAppInfo> appForUrl(const std::string& url);

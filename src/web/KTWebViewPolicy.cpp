@@ -344,7 +344,7 @@ void KTWebViewPolicy::handOver(KTWebViewController* page, const std::string& url
     // An address no application takes (about:blank, data:) has nowhere to
     // go; it is only kept out of the page.
     if (KTNavigationPolicy::isWebAddress(url) || KTAppLauncher::appForUrl(url))
-        KTAppLauncher::openInDefaultBrowser(url, KTBehaviorManager::sharedManager().openOtherAppInBackground(),
+        KTAppLauncher::openRefusedAddress(url, KTBehaviorManager::sharedManager().openOtherAppInBackground(),
                                             windowOf(view_));
     if (page && page->isRecentNewTab && page->delegate)
         page->delegate->closeTabForController(page);
@@ -414,7 +414,7 @@ void KTWebViewPolicy::onLoadFailed(const GError* error)
     if (!refused)
         return;
     handedOver_ = true;
-    KTAppLauncher::openInDefaultBrowser(*refused, KTBehaviorManager::sharedManager().openOtherAppInBackground(),
+    KTAppLauncher::openRefusedAddress(*refused, KTBehaviorManager::sharedManager().openOtherAppInBackground(),
                                         windowOf(view_));
 }
 

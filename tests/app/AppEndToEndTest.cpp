@@ -221,5 +221,45 @@ TEST_F(EndToEndTest, EnterpriseAgentReachesPagesAndRefusedAddressesAreNeverReque
     EXPECT_TRUE(exitedCleanly(corp));
 }
 
+TEST_F(EndToEndTest, ARefusedLinkOpensInTheRunningAppThatClaimsIt)
+{
+    // Chat claims localhost's /chat/; Mail keeps 127.0.0.1 and its page
+    // moves on to a chat room.
+    const std::string chatBase = "http://localhost:" + std::to_string(server->port()) + "/chat/";
+    const std::string room = chatBase + "room";
+    server->route("/chat/home", HttpPage::html("Chat home"));
+    server->route("/chat/room", HttpPage::html("Chat room"));
+    server->route("/mail", HttpPage::bytes("<!doctype html><html><head><title>Mail</title><meta http-equiv='refresh'"
+                                           " content='0;url=" + room + "'></head><body></body></html>",
+                                           "text/html"));
+    auto allowOnly = [](const std::string& pattern) {
+        return KTJson {{"allowAll", false}, {"allowPatterns", true}, {"pattern", {pattern}}};
+    };
+    AppBundle chat = makeApp("Chat", {{"main_url", chatBase + "home"}});
+    chat.writeDataFile("whitelist.json", allowOnly("://localhost:" + std::to_string(server->port()) + "/chat/"));
+    AppBundle mail = makeApp("Mail", {{"main_url", server->url("/mail")}});
+    mail.writeDataFile("whitelist.json", allowOnly("://127.0.0.1:"));
+
+    AppProcess& chatProcess = launch(chat);
+    ASSERT_TRUE(waitWindows(chat, 1) && waitHits("/chat/home", 1));
+    AppProcess& mailProcess = launch(mail);
+    ASSERT_TRUE(waitHits("/chat/room", 1)) << "the room opens in Chat";
+    EXPECT_TRUE(waitWindows(chat, 2)) << "in a window of the running Chat";
+    EXPECT_TRUE(chatProcess.running());
+    EXPECT_EQ(browserUrls(), std::vector<std::string> {});
+    mailProcess.signal(SIGTERM);
+    ASSERT_TRUE(exitedCleanly(mailProcess));
+
+    // With the switch off the room goes to the browser, as any refused address.
+    mail.writeDataFile("behavior.json", {{"version", 1.1}, {"routeLinksToSiteApps", false}});
+    AppProcess& again = launch(mail);
+    ASSERT_TRUE(waitForBrowserUrl(room)) << ::testing::PrintToString(browserUrls());
+    EXPECT_EQ(server->hits("/chat/room"), 1u);
+    again.signal(SIGTERM);
+    EXPECT_TRUE(exitedCleanly(again));
+    chatProcess.signal(SIGTERM);
+    EXPECT_TRUE(exitedCleanly(chatProcess));
+}
+
 } // namespace
 } // namespace quilt::test

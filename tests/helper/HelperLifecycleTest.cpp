@@ -42,7 +42,7 @@ TEST_F(HelperLifecycle, QuiltCreatesServiceFileStartsTheHelper)
 {
     ::unlink(KTHelperServiceFile::path().c_str());
     const std::string apps = std::string(std::getenv("HOME")) + "/apps";
-    auto created = runProgram({QUILT_CREATE_PATH, "--url", "https://mail.example.org", "--dest", apps});
+    auto created = runProgram({QUILT_CREATE_PATH, "--url", "https://mail.example.org", "--dest", apps, "--no-site-identity"});
     ASSERT_EQ(created.exitCode, 0) << created.err;
     EXPECT_EQ(KTFileUtil::read(KTHelperServiceFile::path()).value_or(""),
               std::string("[D-BUS Service]\nName=org.quilt.Helper\nExec=") + QUILT_HELPER_PATH + "\n");

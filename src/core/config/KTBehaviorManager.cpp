@@ -34,6 +34,7 @@ void KTBehaviorManager::loadValues()
     // Written back at once: every saved file holds the status-bar flag.
     setStatusBarMode(statusBarMode_);
     openLinksIn_ = json::unsignedFor(j, "openLinksKey");
+    routeLinksToSiteApps_ = json::boolFor(j, "routeLinksToSiteApps", true);
     setPopOverWidth(static_cast<uint64_t>(json::intFor(j, "POPOVER_W_KEY")));
     setPopOverHeight(static_cast<uint64_t>(json::intFor(j, "POPOVER_H_KEY")));
     // An absent or tiny popover becomes 400 x 400.
@@ -92,6 +93,12 @@ void KTBehaviorManager::setRestoreWindowsAndTabs(bool v) { setBool<&KTBehaviorMa
 void KTBehaviorManager::setWarnCloseWindows(bool v) { setBool<&KTBehaviorManager::warnCloseWindows_>(v); }
 void KTBehaviorManager::setStatusBarMode(bool v) { setBool<&KTBehaviorManager::statusBarMode_>(v); }
 
+void KTBehaviorManager::setRouteLinksToSiteApps(bool v)
+{
+    routeLinksToSiteApps_ = v;
+    if (json().is_object())
+        json()["routeLinksToSiteApps"] = v;
+}
 void KTBehaviorManager::setOpenLinksIn(uint64_t v) { setNumber("openLinksKey", openLinksIn_, v); }
 void KTBehaviorManager::setPopOverWidth(uint64_t v) { setNumber("POPOVER_W_KEY", popOverWidth_, v); }
 void KTBehaviorManager::setPopOverHeight(uint64_t v) { setNumber("POPOVER_H_KEY", popOverHeight_, v); }

@@ -32,6 +32,9 @@ public:
     bool restoreWindowsAndTabs() const { return restoreWindowsAndTabs_; }
     bool warnCloseWindows() const { return warnCloseWindows_; }
     bool statusBarMode() const { return statusBarMode_; }
+    // "routeLinksToSiteApps": a refused address that another made app's
+    // allow-list claims opens in that app instead of the browser. On when absent.
+    bool routeLinksToSiteApps() const { return routeLinksToSiteApps_; }
     uint64_t openLinksIn() const { return openLinksIn_; }
     uint64_t popOverWidth() const { return popOverWidth_; }
     uint64_t popOverHeight() const { return popOverHeight_; }
@@ -54,6 +57,7 @@ public:
     void setWarnCloseWindows(bool v);
     void setStatusBarMode(bool v);
     void setOpenLinksIn(uint64_t v);
+    void setRouteLinksToSiteApps(bool v);
     void setPopOverWidth(uint64_t v);
     void setPopOverHeight(uint64_t v);
 
@@ -83,6 +87,7 @@ private:
     bool restoreWindowsAndTabs_ = false;
     bool warnCloseWindows_ = false;
     bool statusBarMode_ = false;
+    bool routeLinksToSiteApps_ = true;
     uint64_t openLinksIn_ = 0;
     uint64_t popOverWidth_ = 400;
     uint64_t popOverHeight_ = 400;
