@@ -238,6 +238,8 @@ std::string KTCreateOptions::usage()
   quilt-create --list                list the apps made by quilt-create
   quilt-create --remove NAME [--purge] [--dest DIR]
                                      remove an app (--purge: its data too)
+  quilt-create --window               open the creation window (also what
+                                     quilt-create alone does on a desktop)
   quilt-create --help | --version
 
 Options for making an app:
