@@ -86,6 +86,30 @@ GtkWidget* part(GtkWidget* root, const char* id)
     return found;
 }
 
+void labelsIn(GtkWidget* root, std::vector<std::string>& texts)
+{
+    if (GTK_IS_LABEL(root))
+        texts.push_back(gtk_label_get_text(GTK_LABEL(root)));
+    if (GTK_IS_CONTAINER(root)) {
+        GList* children = gtk_container_get_children(GTK_CONTAINER(root));
+        for (GList* c = children; c; c = c->next)
+            labelsIn(GTK_WIDGET(c->data), texts);
+        g_list_free(children);
+    }
+}
+
+void collectMnemonics(GtkWidget* root, std::vector<guint>& keys)
+{
+    if (GTK_IS_LABEL(root) && gtk_label_get_mnemonic_keyval(GTK_LABEL(root)) != GDK_KEY_VoidSymbol)
+        keys.push_back(gdk_keyval_to_lower(gtk_label_get_mnemonic_keyval(GTK_LABEL(root))));
+    if (GTK_IS_CONTAINER(root)) {
+        GList* children = gtk_container_get_children(GTK_CONTAINER(root));
+        for (GList* c = children; c; c = c->next)
+            collectMnemonics(GTK_WIDGET(c->data), keys);
+        g_list_free(children);
+    }
+}
+
 class CreationWindow : public testing::Test {
 protected:
     void SetUp() override
@@ -135,14 +159,24 @@ protected:
     GtkWidget* widget(const char* id) { return part(GTK_WIDGET(window->window()), id); }
     std::string entry(const char* id) { return gtk_entry_get_text(GTK_ENTRY(widget(id))); }
     std::string label(const char* id) { return gtk_label_get_text(GTK_LABEL(widget(id))); }
+    // The names the list shows, in order.
     std::vector<std::string> rows()
+    {
+        std::vector<std::string> names;
+        GList* children = gtk_container_get_children(GTK_CONTAINER(widget("made_apps")));
+        for (GList* c = children; c; c = c->next) {
+            std::vector<std::string> texts;
+            labelsIn(GTK_WIDGET(c->data), texts);
+            names.push_back(texts.empty() ? "" : texts.front());
+        }
+        g_list_free(children);
+        return names;
+    }
+    static std::vector<std::string> onDisk()
     {
         std::vector<std::string> names;
         for (const auto& app : KTAppRegistry::list({KTAppRegistry::defaultAppsFolder()}))
             names.push_back(app.name);
-        GList* children = gtk_container_get_children(GTK_CONTAINER(widget("made_apps")));
-        EXPECT_EQ(g_list_length(children), names.size()) << "the list shows what is on disk";
-        g_list_free(children);
         return names;
     }
     std::vector<std::string> probed() const
@@ -174,9 +208,11 @@ TEST_F(CreationWindow, TypedAddressFillsInAndCreateMakesTheApp)
     EXPECT_EQ(probed(), std::vector<std::string>{siteUrl});
 
     ASSERT_TRUE(key(w, "Return")); // the default button
-    ASSERT_TRUE(waitUntil([&] { return !window || gtk_widget_get_sensitive(widget("create")); }, 60s));
+    ASSERT_TRUE(waitUntil([&] { return label("status").rfind("Made ", 0) == 0; }, 60s)) << label("status");
+    EXPECT_TRUE(gtk_widget_get_sensitive(widget("create")));
     EXPECT_EQ(label("status"), "Made “Local Site”: it is in your application menu.");
     EXPECT_EQ(rows(), std::vector<std::string>{"Local Site"});
+    EXPECT_EQ(onDisk(), std::vector<std::string>{"Local Site"});
 
     const std::string bundle = KTAppRegistry::defaultAppsFolder() + "/Local Site.app";
     const auto config = KTPlist::readFile(bundle + "/Contents/Resources/QuiltCreationToolSettings.plist");
@@ -196,6 +232,14 @@ TEST_F(CreationWindow, TypedAddressFillsInAndCreateMakesTheApp)
 TEST_F(CreationWindow, PersonsOwnNameStaysAndToolErrorsAreShown)
 {
     GtkWidget* w = open();
+    // Each underlined letter leads to one place: a shared one would make
+    // Alt+letter cycle between fields.
+    std::vector<guint> keys;
+    collectMnemonics(w, keys);
+    std::sort(keys.begin(), keys.end());
+    EXPECT_EQ(std::adjacent_find(keys.begin(), keys.end()), keys.end()) << "a letter is underlined twice";
+    EXPECT_GE(keys.size(), 10u);
+
     ASSERT_TRUE(key(w, "alt+n"));
     ASSERT_TRUE(type(w, "Mine"));
     ASSERT_TRUE(key(w, "alt+a"));
@@ -212,7 +256,7 @@ TEST_F(CreationWindow, PersonsOwnNameStaysAndToolErrorsAreShown)
         << label("status");
     EXPECT_EQ(label("status").find("quilt-create:"), std::string::npos);
     EXPECT_TRUE(gtk_widget_get_sensitive(widget("create")));
-    EXPECT_EQ(rows(), std::vector<std::string>{});
+    EXPECT_EQ(onDisk(), std::vector<std::string>{});
 }
 
 TEST_F(CreationWindow, RemoveAsksThenKeepsOrDeletesTheData)
@@ -232,6 +276,8 @@ TEST_F(CreationWindow, RemoveAsksThenKeepsOrDeletesTheData)
         return GTK_WIDGET(gtk_list_box_get_row_at_index(GTK_LIST_BOX(widget("made_apps")), int(i)));
     };
     auto askRemoving = [&](size_t i, const std::string& name) -> GtkWidget* {
+        // (Each click lands away from the last: xdotool waits forever for a
+        // pointer to move where it already is.)
         if (!clickWidget(rowOf(i)) || !waitUntil([&] { return gtk_widget_get_sensitive(widget("remove_app")); })
             || !key(w, "alt+r"))
             return nullptr;
@@ -250,7 +296,7 @@ TEST_F(CreationWindow, RemoveAsksThenKeepsOrDeletesTheData)
     };
 
     // Escape takes nothing away.
-    GtkWidget* dialog = askRemoving(0, "Alpha");
+    GtkWidget* dialog = askRemoving(1, "Beta");
     ASSERT_TRUE(dialog);
     ASSERT_TRUE(key(dialog, "Escape"));
     ASSERT_TRUE(waitUntil([&] { return !findWindow([](GtkWidget* d) { return GTK_IS_MESSAGE_DIALOG(d); }); }));
@@ -271,6 +317,7 @@ TEST_F(CreationWindow, RemoveAsksThenKeepsOrDeletesTheData)
     EXPECT_FALSE(KTFileUtil::exists(dataOf["Gamma"]));
     EXPECT_TRUE(KTFileUtil::exists(dataOf["Beta"] + "/settings.json"));
     EXPECT_EQ(rows(), std::vector<std::string>{"Beta"});
+    EXPECT_EQ(onDisk(), std::vector<std::string>{"Beta"});
 }
 
 // quilt-create alone, started from a desktop (no terminal), is the window.
