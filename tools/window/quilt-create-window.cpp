@@ -7,6 +7,8 @@
 
 int main(int argc, char** argv)
 {
+    // The window's class names the menu entry org.quilt.Create.desktop.
+    g_set_prgname("org.quilt.Create");
     GtkApplication* app = gtk_application_new("org.quilt.Create", G_APPLICATION_DEFAULT_FLAGS);
     std::unique_ptr<quilt::KTCreationWindow> window;
     g_signal_connect(app, "activate", G_CALLBACK(+[](GtkApplication* app, std::unique_ptr<quilt::KTCreationWindow>* window) {
