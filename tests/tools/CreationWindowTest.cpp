@@ -131,9 +131,13 @@ protected:
         g_object_unref(icon);
         probeLog = env->root() + "/probed";
         const std::string probe = env->root() + "/probe-stand-in";
-        env->writeFile(probe, "#!/bin/sh\n[ \"$1\" = --probe ] || exit 2\necho \"$2\" >> '" + probeLog
-                                  + "'\nprintf '{\"url\":\"%s\",\"name\":\"Local Site\",\"shortName\":\"Local\","
-                                    "\"iconFile\":\"" + iconFile + "\",\"warnings\":[]}\\n' \"$2\"\n");
+        // A "/broken" page offers an icon that is no image.
+        env->writeFile(env->root() + "/not-an-image.png", "<html>");
+        env->writeFile(probe, "#!/bin/sh\n[ \"$1\" = --probe ] || exit 2\necho \"$2\" >> '" + probeLog + "'\n"
+                              "icon='" + iconFile + "'\ncase \"$2\" in *broken) icon='" + env->root()
+                              + "/not-an-image.png';; esac\n"
+                                "printf '{\"url\":\"%s\",\"name\":\"Local Site\",\"shortName\":\"Local\","
+                                "\"iconFile\":\"%s\",\"warnings\":[]}\\n' \"$2\" \"$icon\"\n");
         ::chmod(probe.c_str(), 0755);
         ::setenv("QUILT_CREATE_PROBE", probe.c_str(), 1);
         ::setenv("QUILT_CREATE", QUILT_CREATE_EXE, 1);
@@ -318,6 +322,19 @@ TEST_F(CreationWindow, RemoveAsksThenKeepsOrDeletesTheData)
     EXPECT_TRUE(KTFileUtil::exists(dataOf["Beta"] + "/settings.json"));
     EXPECT_EQ(rows(), std::vector<std::string>{"Beta"});
     EXPECT_EQ(onDisk(), std::vector<std::string>{"Beta"});
+}
+
+// A site icon that does not load must not make the tool refuse the app.
+TEST_F(CreationWindow, UnreadableSiteIconGivesALetterIcon)
+{
+    GtkWidget* w = open();
+    ASSERT_TRUE(type(w, siteUrl + "broken"));
+    ASSERT_TRUE(key(w, "Tab"));
+    ASSERT_TRUE(waitUntil([&] { return entry("name") == "Local Site"; }));
+    EXPECT_EQ(label("icon_note"), "a letter icon: the site offers none that loads");
+    ASSERT_TRUE(key(w, "alt+c"));
+    ASSERT_TRUE(waitUntil([&] { return label("status").rfind("Made ", 0) == 0; }, 60s)) << label("status");
+    EXPECT_EQ(onDisk(), std::vector<std::string>{"Local Site"});
 }
 
 // quilt-create alone, started from a desktop (no terminal), is the window.

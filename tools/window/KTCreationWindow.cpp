@@ -128,9 +128,12 @@ void KTCreationWindow::fillIn(const KTProbedSite& site)
         gtk_entry_set_text(name_, site.name.c_str());
         filling_ = false;
     }
+    // An icon that does not load would make the tool refuse the whole app.
     siteIcon_ = site.iconFile;
+    if (siteIcon_ && !gdk_pixbuf_get_file_info(siteIcon_->c_str(), nullptr, nullptr))
+        siteIcon_.reset();
     if (!chosenIcon_)
-        showIcon(siteIcon_, siteIcon_ ? "the site's icon" : "a letter icon: the site offers none");
+        showIcon(siteIcon_, siteIcon_ ? "the site's icon" : "a letter icon: the site offers none that loads");
     std::string warnings;
     for (const auto& w : site.warnings)
         warnings += (warnings.empty() ? "" : "\n") + w;
