@@ -279,10 +279,14 @@ TEST_F(CreationWindow, RemoveAsksThenKeepsOrDeletesTheData)
     auto rowOf = [&](size_t i) {
         return GTK_WIDGET(gtk_list_box_get_row_at_index(GTK_LIST_BOX(widget("made_apps")), int(i)));
     };
-    auto askRemoving = [&](size_t i, const std::string& name) -> GtkWidget* {
-        // (Each click lands away from the last: xdotool waits forever for a
-        // pointer to move where it already is.)
-        if (!clickWidget(rowOf(i)) || !waitUntil([&] { return gtk_widget_get_sensitive(widget("remove_app")); })
+    // Chooses an app with the mouse, or from the keyboard (a key list
+    // after Alt+S), and presses Alt+R.
+    auto askRemoving = [&](size_t i, const std::string& name, const char* keys = nullptr) -> GtkWidget* {
+        // (A second click on the same place would hang: xdotool waits
+        // forever for a pointer to move where it already is.)
+        if (!(keys ? key(w, "alt+s") && key(w, keys) : clickWidget(rowOf(i)))
+            || !waitUntil([&] { return gtk_list_box_get_selected_row(GTK_LIST_BOX(widget("made_apps")))
+                                       == GTK_LIST_BOX_ROW(rowOf(i)); })
             || !key(w, "alt+r"))
             return nullptr;
         GtkWidget* dialog = nullptr;
@@ -307,14 +311,14 @@ TEST_F(CreationWindow, RemoveAsksThenKeepsOrDeletesTheData)
     drainEvents();
     EXPECT_EQ(rows(), (std::vector<std::string>{"Alpha", "Beta", "Gamma"}));
 
-    dialog = askRemoving(0, "Alpha");
+    dialog = askRemoving(0, "Alpha", "Up"); // from Beta, still chosen
     ASSERT_TRUE(dialog);
     ASSERT_TRUE(key(dialog, "alt+k"));
     ASSERT_TRUE(removed("Alpha"));
     EXPECT_EQ(label("status"), "Removed “Alpha”; its data is kept.");
     EXPECT_TRUE(KTFileUtil::exists(dataOf["Alpha"] + "/settings.json"));
 
-    dialog = askRemoving(1, "Gamma");
+    dialog = askRemoving(1, "Gamma", "Down"); // none chosen: from the first
     ASSERT_TRUE(dialog);
     ASSERT_TRUE(key(dialog, "alt+w"));
     ASSERT_TRUE(removed("Gamma"));

@@ -53,6 +53,16 @@ KTMadeAppList::KTMadeAppList(const KTBuilder& ui, GtkWindow* window, Status stat
     removeSignal_ = KTSignal(removeButton_, "clicked", G_CALLBACK(+[](GtkButton*, KTMadeAppList* self) {
         self->askRemove();
     }), this);
+    // The list itself takes no focus, its rows do: its underlined label
+    // leads to the chosen app, else the first.
+    mnemonicSignal_ = KTSignal(list_, "mnemonic-activate", G_CALLBACK(+[](GtkListBox* list, gboolean, KTMadeAppList*) {
+        GtkListBoxRow* row = gtk_list_box_get_selected_row(list);
+        if (!row)
+            row = gtk_list_box_get_row_at_index(list, 0);
+        if (row)
+            gtk_widget_grab_focus(GTK_WIDGET(row));
+        return gboolean(TRUE);
+    }), this);
     refresh();
 }
 

@@ -49,7 +49,7 @@ private:
     Status status_;
     std::vector<KTInstalledApp> apps_;
     KTToolProcess removal_;
-    KTSignal selectedSignal_, activatedSignal_, openSignal_, removeSignal_;
+    KTSignal selectedSignal_, activatedSignal_, openSignal_, removeSignal_, mnemonicSignal_;
 };
 
 } // namespace quilt
