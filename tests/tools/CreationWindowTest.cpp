@@ -231,6 +231,19 @@ TEST_F(CreationWindow, TypedAddressFillsInAndCreateMakesTheApp)
         + (gdk_pixbuf_get_width(launcher) / 2) * gdk_pixbuf_get_n_channels(launcher);
     EXPECT_EQ((int(px[0]) << 16) | (int(px[1]) << 8) | px[2], 0x2060c0);
     g_object_unref(launcher);
+
+    // Enter on the chosen app opens it through its menu entry (here made to
+    // note that it ran instead of starting a browser engine), not Create.
+    const std::string desktop = KTAppRegistry::desktopFilePath(id), ran = env->root() + "/ran";
+    std::string text = KTFileUtil::read(desktop).value_or("");
+    const size_t exec = text.find("\nExec=");
+    ASSERT_NE(exec, std::string::npos);
+    text.replace(exec + 6, text.find('\n', exec + 1) - exec - 6, "touch " + ran);
+    env->writeFile(desktop, text);
+    ASSERT_TRUE(key(w, "alt+s"));
+    ASSERT_TRUE(key(w, "Return"));
+    EXPECT_TRUE(waitUntil([&] { return KTFileUtil::exists(ran); })) << label("status");
+    EXPECT_EQ(label("status"), "Opening “Local Site”…");
 }
 
 TEST_F(CreationWindow, PersonsOwnNameStaysAndToolErrorsAreShown)

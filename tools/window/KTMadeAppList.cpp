@@ -44,7 +44,9 @@ KTMadeAppList::KTMadeAppList(const KTBuilder& ui, GtkWindow* window, Status stat
     selectedSignal_ = KTSignal(list_, "row-selected", G_CALLBACK(+[](GtkListBox*, GtkListBoxRow*, KTMadeAppList* self) {
         self->updateButtons();
     }), this);
-    activatedSignal_ = KTSignal(list_, "row-activated", G_CALLBACK(+[](GtkListBox*, GtkListBoxRow*, KTMadeAppList* self) {
+    activatedSignal_ = KTSignal(list_, "row-activated", G_CALLBACK(+[](GtkListBox* list, GtkListBoxRow* row, KTMadeAppList* self) {
+        // Enter on a row that has the focus but was never chosen opens it.
+        gtk_list_box_select_row(list, row);
         self->open();
     }), this);
     openSignal_ = KTSignal(openButton_, "clicked", G_CALLBACK(+[](GtkButton*, KTMadeAppList* self) {
@@ -56,11 +58,16 @@ KTMadeAppList::KTMadeAppList(const KTBuilder& ui, GtkWindow* window, Status stat
     // The list itself takes no focus, its rows do: its underlined label
     // leads to the chosen app, else the first.
     mnemonicSignal_ = KTSignal(list_, "mnemonic-activate", G_CALLBACK(+[](GtkListBox* list, gboolean, KTMadeAppList*) {
+        GtkWidget* focus = gtk_window_get_focus(GTK_WINDOW(gtk_widget_get_toplevel(GTK_WIDGET(list))));
+        if (focus && gtk_widget_is_ancestor(focus, GTK_WIDGET(list)))
+            return gboolean(TRUE); // already there
         GtkListBoxRow* row = gtk_list_box_get_selected_row(list);
-        if (!row)
-            row = gtk_list_box_get_row_at_index(list, 0);
+        if (!row && (row = gtk_list_box_get_row_at_index(list, 0)))
+            gtk_list_box_select_row(list, row);
+        // Entered as Tab enters it, so the list's cursor is on that row and
+        // Enter opens it.
         if (row)
-            gtk_widget_grab_focus(GTK_WIDGET(row));
+            gtk_widget_child_focus(GTK_WIDGET(list), GTK_DIR_TAB_FORWARD);
         return gboolean(TRUE);
     }), this);
     refresh();
@@ -86,6 +93,8 @@ GtkWidget* KTMadeAppList::rowFor(const KTInstalledApp& app) const
     }
     gtk_container_add(GTK_CONTAINER(box), texts);
     GtkWidget* row = gtk_list_box_row_new();
+    // Enter on a row opens that app rather than pressing Create.
+    gtk_widget_set_receives_default(row, TRUE);
     gtk_container_add(GTK_CONTAINER(row), box);
     gtk_widget_show_all(row);
     return row;
