@@ -7,6 +7,11 @@ set(QUILT_PACKAGE_MAINTAINER "Quilt developers <quilt@example.org>"
 
 install(TARGETS quilt-create RUNTIME DESTINATION bin)
 install(TARGETS quilt-helper RUNTIME DESTINATION libexec/quilt)
+# The creation window, which quilt-create starts from ../libexec/quilt, and
+# its entry in the application menu.
+install(TARGETS quilt-create-window RUNTIME DESTINATION libexec/quilt)
+install(FILES ${QUILT_PACKAGING_DIR}/org.quilt.Create.desktop DESTINATION share/applications)
+install(FILES ${QUILT_PACKAGING_DIR}/org.quilt.Create.svg DESTINATION share/icons/hicolor/scalable/apps)
 
 # The assembled template bundle, as the build tree has it.
 install(DIRECTORY ${CMAKE_BINARY_DIR}/DefaultApp.app DESTINATION lib/quilt

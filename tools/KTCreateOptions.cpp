@@ -253,6 +253,8 @@ std::string KTCreateOptions::usage()
                                      remove an app (--purge: its data too)
   quilt-create --probe URL           print what the site says about itself
                                      as one JSON object
+  quilt-create --window              open the creation window (also what
+                                     quilt-create alone does on a desktop)
   quilt-create --help | --version
 
 Options for making an app:

@@ -28,3 +28,5 @@ set_target_properties(quilt-create PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_B
 add_dependencies(quilt-create template_bundle)
 # It writes the helper's activation file naming quilt-helper beside it.
 add_dependencies(quilt-create quilt-helper)
+
+include(${CMAKE_CURRENT_LIST_DIR}/window/window.cmake)

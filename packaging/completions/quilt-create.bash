@@ -30,7 +30,7 @@ _quilt_create()
         COMPREPLY=($(compgen -W '--url --name --icon --window-size --opacity
             --allow --allow-all --status-bar-option --user-script
             --script-pattern --enterprise --dest --template --force --list
-            --remove --purge --probe --no-site-identity --help --version' -- "$cur"))
+            --remove --purge --probe --no-site-identity --window --help --version' -- "$cur"))
     fi
 } &&
     complete -F _quilt_create quilt-create

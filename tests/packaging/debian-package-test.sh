@@ -23,7 +23,8 @@ done
 [[ $(dpkg-deb -f "$deb" Package Section) == $'Package: quilt\nSection: web' ]] || fail "control fields"
 
 files=$(dpkg-deb -c "$deb" | awk '{print $6}')
-for f in ./usr/bin/quilt-create ./usr/libexec/quilt/quilt-helper \
+for f in ./usr/bin/quilt-create ./usr/libexec/quilt/quilt-helper ./usr/libexec/quilt/quilt-create-window \
+         ./usr/share/applications/org.quilt.Create.desktop \
          ./usr/lib/quilt/DefaultApp.app/Contents/MacOS/DefaultApp \
          ./usr/share/dbus-1/services/org.quilt.Helper.service ./usr/share/doc/quilt/copyright \
          ./usr/share/doc/quilt/changelog.Debian.gz ./usr/share/man/man1/quilt-create.1.gz; do

@@ -16,12 +16,14 @@ DESTDIR=$STAGE/root "$CMAKE" --install "$BUILD" --prefix /usr >"$STAGE/install.l
   { cat "$STAGE/install.log" >&2; fail "cmake --install"; }
 R=$STAGE/root/usr
 
-for f in bin/quilt-create libexec/quilt/quilt-helper lib/quilt/DefaultApp.app/Contents/MacOS/DefaultApp; do
+for f in bin/quilt-create libexec/quilt/quilt-helper libexec/quilt/quilt-create-window \
+         lib/quilt/DefaultApp.app/Contents/MacOS/DefaultApp; do
   [[ -f $R/$f && -x $R/$f ]] || fail "not an executable: /usr/$f"
 done
 for f in share/dbus-1/services/org.quilt.Helper.service share/man/man1/quilt-create.1.gz \
          share/bash-completion/completions/quilt-create share/zsh/vendor-completions/_quilt-create \
-         share/doc/quilt/copyright share/doc/quilt/changelog.Debian.gz; do
+         share/doc/quilt/copyright share/doc/quilt/changelog.Debian.gz \
+         share/applications/org.quilt.Create.desktop share/icons/hicolor/scalable/apps/org.quilt.Create.svg; do
   [[ -f $R/$f && ! -x $R/$f ]] || fail "not a plain file: /usr/$f"
 done
 # Nothing lands outside the prefix, and the build's marker stays behind.
@@ -39,6 +41,13 @@ service=$R/share/dbus-1/services/org.quilt.Helper.service
 grep -qx 'Name=org.quilt.Helper' "$service" || fail "service file: $(cat "$service")"
 grep -qx 'Exec=/usr/libexec/quilt/quilt-helper' "$service" || fail "service file: $(cat "$service")"
 
+# The menu entry is valid and opens the window.
+entry=$R/share/applications/org.quilt.Create.desktop
+if command -v desktop-file-validate >/dev/null; then
+  desktop-file-validate "$entry" >&2 || fail "desktop entry is not valid"
+fi
+grep -qx 'Exec=quilt-create --window' "$entry" || fail "desktop entry: $(grep ^Exec "$entry")"
+
 # The staged tool, given no template and no helper, finds both in its prefix.
 export HOME=$STAGE/home XDG_DATA_HOME=$STAGE/home/data XDG_CONFIG_HOME=$STAGE/home/config \
        XDG_CACHE_HOME=$STAGE/home/cache
@@ -52,6 +61,11 @@ cmp "$app/Contents/MacOS/DefaultApp" "$R/lib/quilt/DefaultApp.app/Contents/MacOS
 grep -qx "Exec=$R/libexec/quilt/quilt-helper" "$XDG_DATA_HOME/dbus-1/services/org.quilt.Helper.service" ||
   fail "per-user service file does not name the staged helper"
 "$R/bin/quilt-create" --list | grep -q "^Staged"$'\t' || fail "--list misses the app"
+
+# --window starts the staged window program (which, with no display, says so).
+window_err=$(env -u DISPLAY -u WAYLAND_DISPLAY "$R/bin/quilt-create" --window 2>&1 </dev/null) &&
+  fail "the window started without a display"
+grep -q "not installed" <<<"$window_err" && fail "staged quilt-create misses its window: $window_err"
 
 # Every option of --help is in the manual page and in both completions.
 man_text=$(zcat "$R/share/man/man1/quilt-create.1.gz" | sed 's/\\-/-/g')

@@ -254,7 +254,17 @@ TEST_P(QuiltCreateRefusals, RefusesWithOneLineAndLeavesNothing)
             a.replace(at, 1, env.root());
         args.push_back(a);
     }
+    // Run as from a script: without a display, no arguments is a mistake
+    // (on a desktop it opens the creation window).
+    const std::string display = g_getenv("DISPLAY") ? g_getenv("DISPLAY") : "";
+    const std::string wayland = g_getenv("WAYLAND_DISPLAY") ? g_getenv("WAYLAND_DISPLAY") : "";
+    g_unsetenv("DISPLAY");
+    g_unsetenv("WAYLAND_DISPLAY");
     auto r = tool(args);
+    if (!display.empty())
+        g_setenv("DISPLAY", display.c_str(), TRUE);
+    if (!wayland.empty())
+        g_setenv("WAYLAND_DISPLAY", wayland.c_str(), TRUE);
     EXPECT_EQ(r.exitCode, 2) << r.err;
     auto lines = r.errLines();
     ASSERT_EQ(lines.size(), 1u) << r.err;

@@ -1,0 +1,245 @@
+#include "KTCreationWindow.h"
+
+#include "KTProbedSite.h"
+
+#include <gtk/gtk.h>
+
+namespace quilt {
+
+namespace {
+
+constexpr const char* kResource = "/org/quilt/Create/creation-window.ui";
+
+std::string entryText(GtkEntry* entry) { return gtk_entry_get_text(entry); }
+
+std::string fileName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+} // namespace
+
+KTCreationWindow::KTCreationWindow(GtkApplication* application)
+    : ui_(kResource)
+    , window_(ui_.get<GtkWindow>("window"))
+    , address_(ui_.get<GtkEntry>("address"))
+    , name_(ui_.get<GtkEntry>("name"))
+    , createButton_(ui_.get("create"))
+    , progress_(ui_.get<GtkProgressBar>("progress"))
+    , status_(ui_.get<GtkLabel>("status"))
+{
+    g_object_add_weak_pointer(G_OBJECT(window_), reinterpret_cast<gpointer*>(&window_));
+    if (application)
+        gtk_window_set_application(window_, application);
+    gtk_window_set_default(window_, createButton_);
+    apps_ = std::make_unique<KTMadeAppList>(ui_, window_,
+                                            [this](const std::string& text, bool error) { setStatus(text, error); });
+
+    addressChanged_ = KTSignal(address_, "changed", G_CALLBACK(+[](GtkEntry*, KTCreationWindow* self) {
+        self->addressChanged();
+    }), this);
+    addressFocusOut_ = KTSignal(address_, "focus-out-event", G_CALLBACK(+[](GtkWidget*, GdkEvent*, KTCreationWindow* self) {
+        self->probe();
+        return FALSE;
+    }), this);
+    nameChanged_ = KTSignal(name_, "changed", G_CALLBACK(+[](GtkEntry* entry, KTCreationWindow* self) {
+        // Emptied again, the name is the site's to fill in once more.
+        if (!self->filling_)
+            self->nameEdited_ = gtk_entry_get_text_length(entry) > 0;
+    }), this);
+    chooseClicked_ = KTSignal(ui_.get("choose_icon"), "clicked", G_CALLBACK(+[](GtkButton*, KTCreationWindow* self) {
+        self->chooseIcon();
+    }), this);
+    createClicked_ = KTSignal(createButton_, "clicked", G_CALLBACK(+[](GtkButton*, KTCreationWindow* self) {
+        self->create();
+    }), this);
+    gtk_widget_grab_focus(GTK_WIDGET(address_));
+}
+
+KTCreationWindow::~KTCreationWindow()
+{
+    probe_.stop();
+    creation_.stop();
+    apps_.reset();
+    if (window_) {
+        g_object_remove_weak_pointer(G_OBJECT(window_), reinterpret_cast<gpointer*>(&window_));
+        gtk_widget_destroy(GTK_WIDGET(window_));
+    }
+}
+
+void KTCreationWindow::present() { gtk_window_present(window_); }
+
+KTCreationRequest KTCreationWindow::request() const
+{
+    KTCreationRequest r;
+    r.address = entryText(address_);
+    r.name = entryText(name_);
+    r.iconPath = chosenIcon_ ? *chosenIcon_ : siteIcon_.value_or("");
+    r.windowSize = entryText(ui_.get<GtkEntry>("window_size"));
+    GtkTextBuffer* allow = ui_.get<GtkTextBuffer>("allow_buffer");
+    GtkTextIter start, end;
+    gtk_text_buffer_get_bounds(allow, &start, &end);
+    char* patterns = gtk_text_buffer_get_text(allow, &start, &end, FALSE);
+    r.allowPatterns = patterns;
+    g_free(patterns);
+    r.menuBarMode = gtk_toggle_button_get_active(ui_.get<GtkToggleButton>("menu_bar_mode"));
+    if (char* script = gtk_file_chooser_get_filename(ui_.get<GtkFileChooser>("user_script"))) {
+        r.userScript = script;
+        g_free(script);
+    }
+    r.scriptPattern = entryText(ui_.get<GtkEntry>("script_pattern"));
+    return r;
+}
+
+void KTCreationWindow::addressChanged()
+{
+    probeTimer_ = KTSource(g_timeout_add(kProbeDelayMs, [](gpointer data) -> gboolean {
+        auto* self = static_cast<KTCreationWindow*>(data);
+        self->probeTimer_.forget();
+        self->probe();
+        return G_SOURCE_REMOVE;
+    }, this));
+}
+
+void KTCreationWindow::probe()
+{
+    probeTimer_.reset();
+    const std::string url = KTCreationRequest::normaliseAddress(entryText(address_));
+    if (url.empty() || url == probedUrl_)
+        return;
+    probedUrl_ = url;
+    probe_.start(KTToolProcess::probeCommand(url),
+                 [this, url](const KTToolProcess::Result& r) { probed(url, r); });
+}
+
+void KTCreationWindow::probed(const std::string& url, const KTToolProcess::Result& result)
+{
+    // An answer about an address no longer in the field is no use.
+    if (url != KTCreationRequest::normaliseAddress(entryText(address_)))
+        return;
+    // A tool without the probe, or an address it refuses: nothing to fill
+    // in; Create will say what is wrong with the address.
+    auto site = result.exitCode == 0 ? KTProbedSite::parse(result.out) : std::nullopt;
+    if (site)
+        fillIn(*site);
+}
+
+void KTCreationWindow::fillIn(const KTProbedSite& site)
+{
+    if (!nameEdited_ && !site.name.empty()) {
+        filling_ = true;
+        gtk_entry_set_text(name_, site.name.c_str());
+        filling_ = false;
+    }
+    // An icon that does not load would make the tool refuse the whole app.
+    siteIcon_ = site.iconFile;
+    if (siteIcon_ && !gdk_pixbuf_get_file_info(siteIcon_->c_str(), nullptr, nullptr))
+        siteIcon_.reset();
+    if (!chosenIcon_)
+        showIcon(siteIcon_, siteIcon_ ? "the site's icon" : "a letter icon: the site offers none that loads");
+    std::string warnings;
+    for (const auto& w : site.warnings)
+        warnings += (warnings.empty() ? "" : "\n") + w;
+    if (!creation_.running())
+        setStatus(warnings, false);
+}
+
+void KTCreationWindow::showIcon(const std::optional<std::string>& path, const std::string& note)
+{
+    GtkImage* preview = ui_.get<GtkImage>("icon_preview");
+    GdkPixbuf* pixbuf = path ? gdk_pixbuf_new_from_file_at_scale(path->c_str(), 48, 48, TRUE, nullptr) : nullptr;
+    if (pixbuf) {
+        gtk_image_set_from_pixbuf(preview, pixbuf);
+        g_object_unref(pixbuf);
+    } else {
+        gtk_image_set_from_icon_name(preview, "applications-internet", GTK_ICON_SIZE_DIALOG);
+        gtk_image_set_pixel_size(preview, 48);
+    }
+    gtk_label_set_text(ui_.get<GtkLabel>("icon_note"), note.c_str());
+}
+
+void KTCreationWindow::chooseIcon()
+{
+    GtkWidget* dialog = gtk_file_chooser_dialog_new("Choose an Icon", window_, GTK_FILE_CHOOSER_ACTION_OPEN,
+                                                    "_Cancel", GTK_RESPONSE_CANCEL, "_Choose", GTK_RESPONSE_ACCEPT,
+                                                    nullptr);
+    gtk_window_set_destroy_with_parent(GTK_WINDOW(dialog), TRUE);
+    gtk_window_set_modal(GTK_WINDOW(dialog), TRUE);
+    GtkFileFilter* images = gtk_file_filter_new();
+    gtk_file_filter_set_name(images, "Images");
+    gtk_file_filter_add_pixbuf_formats(images);
+    gtk_file_chooser_add_filter(GTK_FILE_CHOOSER(dialog), images);
+    gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_ACCEPT);
+    g_signal_connect(dialog, "response", G_CALLBACK(+[](GtkDialog* d, int response, KTCreationWindow* self) {
+        char* file = response == GTK_RESPONSE_ACCEPT ? gtk_file_chooser_get_filename(GTK_FILE_CHOOSER(d)) : nullptr;
+        gtk_widget_destroy(GTK_WIDGET(d));
+        if (!file)
+            return;
+        self->chosenIcon_ = std::string(file);
+        g_free(file);
+        self->showIcon(self->chosenIcon_, fileName(*self->chosenIcon_));
+    }), this);
+    gtk_widget_show(dialog);
+}
+
+void KTCreationWindow::create()
+{
+    if (creation_.running())
+        return;
+    probeTimer_.reset();
+    const KTCreationRequest r = request();
+    if (KTCreationRequest::normaliseAddress(r.address).empty()) {
+        setStatus("Type the site's address first.", true);
+        gtk_widget_grab_focus(GTK_WIDGET(address_));
+        return;
+    }
+    std::vector<std::string> argv = r.arguments();
+    argv.insert(argv.begin(), KTToolProcess::createTool());
+    const std::string name = r.name.empty() ? KTCreationRequest::normaliseAddress(r.address) : r.name;
+    setBusy(true);
+    setStatus("Making “" + name + "”…", false);
+    creation_.start(argv, [this, name](const KTToolProcess::Result& result) { created(name, result); });
+}
+
+void KTCreationWindow::created(const std::string& name, const KTToolProcess::Result& result)
+{
+    setBusy(false);
+    if (result.exitCode != 0) {
+        setStatus(result.errorLine(), true);
+        return;
+    }
+    // The tool's last line is the new bundle's path.
+    std::string out = result.out;
+    while (!out.empty() && out.back() == '\n')
+        out.pop_back();
+    const std::string bundle = out.substr(out.rfind('\n') == std::string::npos ? 0 : out.rfind('\n') + 1);
+    apps_->refresh(bundle);
+    const KTInstalledApp* made = apps_->selected();
+    setStatus("Made “" + (made ? made->name : name) + "”: it is in your application menu.", false);
+}
+
+void KTCreationWindow::setBusy(bool busy)
+{
+    gtk_widget_set_sensitive(ui_.get("form"), !busy);
+    gtk_widget_set_sensitive(createButton_, !busy);
+    gtk_widget_set_visible(GTK_WIDGET(progress_), busy);
+    if (!busy) {
+        pulse_.reset();
+        return;
+    }
+    gtk_progress_bar_set_fraction(progress_, 0);
+    pulse_ = KTSource(g_timeout_add(100, [](gpointer bar) -> gboolean {
+        gtk_progress_bar_pulse(GTK_PROGRESS_BAR(bar));
+        return G_SOURCE_CONTINUE;
+    }, progress_));
+}
+
+void KTCreationWindow::setStatus(const std::string& text, bool error)
+{
+    if (error) {
+        char* markup = g_markup_printf_escaped("<b>%s</b>", text.c_str());
+        gtk_label_set_markup(status_, markup);
+        g_free(markup);
+    } else {
+        gtk_label_set_text(status_, text.c_str());
+    }
+}
+
+} // namespace quilt
