@@ -17,8 +17,11 @@
 
 namespace quilt {
 
+class KTDockMonitor;
+class KTLauncherEntry;
 class KTMainWindowController;
 class KTMenuCommands;
+class KTUnreadWatcher;
 
 // The application: brings the app up in a fixed order, opens URLs
 // handed over by the desktop, answers the commands, and saves the stores on
@@ -83,6 +86,7 @@ public:
     void menuWillOpen() override;
     void menuDidClose() override;
     KTMenuCommands* commands() const { return commands_.get(); }
+    KTDockMonitor& dockMonitor();
 
 private:
     void onStartup();
@@ -95,6 +99,9 @@ private:
 
     GtkApplication* app_ = nullptr;
     std::unique_ptr<KTMenuCommands> commands_;
+    std::unique_ptr<KTUnreadWatcher> unreadWatcher_;
+    std::unique_ptr<KTLauncherEntry> launcherEntry_;
+    std::unique_ptr<KTDockMonitor> dockMonitor_;
     // X time of the last global hot key press, to raise the window with.
     uint32_t hotKeyTime_ = 0;
     KTRect defaultFrame_;
