@@ -112,7 +112,15 @@ protected:
         PolicyTest::TearDown();
         KTShared<KTAppIcon>::reset();
     }
-    std::string icon() const { return xwindow->property("_NET_WM_ICON"); }
+    // The icon's pixels as numbers (xprop's default for this property is a
+    // picture in text, too coarse to tell colours apart).
+    std::string icon() const
+    {
+        gdk_display_sync(gdk_display_get_default());
+        auto r = runProgram({"xprop", "-id", xwindow->id(), "-f", "_NET_WM_ICON", "32c", "_NET_WM_ICON"}, 10s);
+        auto eq = r.out.find(" = ");
+        return eq == std::string::npos ? std::string() : r.out.substr(eq + 3);
+    }
     bool waitIcon(const std::string& expected)
     {
         return waitUntil([&] { return icon() == expected; });
