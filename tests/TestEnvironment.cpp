@@ -16,7 +16,9 @@
 #include "core/config/KTUpdateManager.h"
 #include "core/config/KTUserDefaults.h"
 #include "core/config/KTWebPageZoomManager.h"
+#include "core/menubar/KTDockBadge.h"
 #include "core/menubar/KTShortcutManager.h"
+#include "core/web/KTScriptManager.h"
 #include "core/web/KTScriptsManager.h"
 #include "core/web/KTStylesManager.h"
 #include "core/web/KTWhiteListManager.h"
@@ -115,6 +117,8 @@ void TestEnvironment::resetSharedStores()
     KTShared<KTStylesManager>::reset();
     KTShared<KTQuiltManager>::reset();
     KTShared<KTShortcutManager>::reset();
+    KTShared<KTDockBadge>::reset();
+    KTShared<KTScriptManager>::reset();
     KTUserDefaults::resetStandardUserDefaults();
 }
 

@@ -257,3 +257,47 @@
 
     Object.defineProperty(window, "Notification", { value: Notification, writable: true, configurable: true });
 })();
+
+// ---- App badge ---------------------------------------------------------------
+// navigator.setAppBadge(n) and clearAppBadge(), as the web defines them, on
+// the "badge" channel: {badge: n} (0 clears), {badge: "flag"} for a badge
+// without a number, {badge: null} to clear. The app shows it on its icon.
+(function () {
+    "use strict";
+    if (window.ktBadgeInstalled || typeof navigator === "undefined")
+        return;
+    Object.defineProperty(window, "ktBadgeInstalled", { value: true });
+
+    var handlers = window.webkit && window.webkit.messageHandlers;
+    var channel = handlers && handlers.badge;
+    var postMessage = channel && channel.postMessage;
+
+    function send(badge) {
+        try {
+            if (postMessage)
+                postMessage.call(channel, { badge: badge });
+        } catch (e) {
+            // No app to talk to: the badge simply does not show.
+        }
+    }
+
+    function define(name, fn) {
+        Object.defineProperty(Navigator.prototype, name, { value: fn, writable: true, configurable: true });
+    }
+
+    define("setAppBadge", function (contents) {
+        if (contents === undefined) {
+            send("flag");
+            return Promise.resolve();
+        }
+        var n = Number(contents);
+        if (!isFinite(n) || n < 0 || n > Number.MAX_SAFE_INTEGER)
+            return Promise.reject(new TypeError("Failed to execute 'setAppBadge' on 'Navigator': Value is outside the 'unsigned long long' value range."));
+        send(Math.floor(n));
+        return Promise.resolve();
+    });
+    define("clearAppBadge", function () {
+        send(null);
+        return Promise.resolve();
+    });
+})();

@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "app/KTDockMonitor.h"
 #include "app/KTMenuCommands.h"
 #include "app/KTStatusItemController.h"
 
@@ -15,12 +16,14 @@
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTUpdateManager.h"
 #include "core/config/KTUserDefaults.h"
+#include "core/services/KTLauncherEntry.h"
 #include "core/services/KTServiceManager.h"
 #include "core/menubar/KTMainMenu.h"
 #include "core/web/KTUserAgents.h"
 #include "core/windows/KTWindowRestorer.h"
 #include "ui/dialogs/KTDialogs.h"
 #include "ui/dialogs/KTQuitConfirmation.h"
+#include "ui/menubar/KTAppIcon.h"
 #include "ui/menubar/KTGlobalShortcut.h"
 #include "ui/preferences/KTPreferencesPanes.h"
 #include "ui/preferences/KTPreferencesWindow.h"
@@ -28,6 +31,7 @@
 #include "ui/windows/KTMainWindowController.h"
 #include "ui/windows/KTScreen.h"
 #include "web/KTWebContext.h"
+#include "web/KTUnreadWatcher.h"
 #include "web/KTWebManager.h"
 
 #include <glib-unix.h>
@@ -71,6 +75,9 @@ AppDelegate::~AppDelegate()
     KTGlobalShortcut::unbind();
     preferences_.reset();
     statusItem_.reset();
+    dockMonitor_.reset();
+    unreadWatcher_.reset();
+    launcherEntry_.reset();
     commands_.reset();
     if (app_)
         g_object_unref(app_);
@@ -165,8 +172,8 @@ void AppDelegate::loadApplicationIcon()
 {
     std::string path = KTBundle::main().resourcePath() + "/AppIcon.icns";
     // 128 px is plenty for title bars and task lists, and cheap to send.
-    if (GdkPixbuf* icon = KTIcns::readNearest(path, 128)) {
-        gtk_window_set_default_icon(icon);
+    if (GdkPixbuf* icon = KTIcns::readNearest(path, KTAppIcon::kSize)) {
+        KTAppIcon::shared().setBaseIcon(icon);
         g_object_unref(icon);
     }
 }
@@ -243,6 +250,13 @@ void AppDelegate::applicationDidFinishLaunching()
         top->updateWindowTitlebar();
     if (preferencesAtLaunch_)
         showPreferences(*preferencesAtLaunch_);
+    // The unread count reaches the dock through the app's desktop entry.
+    launcherEntry_ = std::make_unique<KTLauncherEntry>(KTLauncherEntry::appUriFor(KTBundle::main().bundleIdentifier()));
+    unreadWatcher_ = std::make_unique<KTUnreadWatcher>([this]() -> KTWebViewController* {
+        auto* top = getTopMainController();
+        return top ? top->tabController()->selectedWebViewController() : nullptr;
+    });
+    unreadWatcher_->setup();
     // Registry, spell checking and other housekeeping wait until the first
     // page has had the machine to itself.
     g_timeout_add_full(G_PRIORITY_LOW, 1500, +[](gpointer data) -> gboolean {
@@ -547,6 +561,16 @@ void AppDelegate::installActions()
     addUseragents();
 }
 
+KTDockMonitor& AppDelegate::dockMonitor()
+{
+    if (!dockMonitor_)
+        dockMonitor_ = std::make_unique<KTDockMonitor>([this] {
+            if (commands_)
+                commands_->setDockMonitorState(dockMonitor_->title(), dockMonitor_->editItemShown());
+        });
+    return *dockMonitor_;
+}
+
 GMenuModel* AppDelegate::primaryMenu() { return commands_ ? commands_->menu().model() : nullptr; }
 
 void AppDelegate::menuWillOpen()
@@ -692,7 +716,7 @@ void AppDelegate::setFirstWindowAlpha(double alpha)
 void AppDelegate::setApplicationIcon(GdkPixbuf* image)
 {
     if (image)
-        gtk_window_set_default_icon(image);
+        KTAppIcon::shared().setBaseIcon(image);
 }
 
 void AppDelegate::applyCookieAcceptPolicy(unsigned long policy)

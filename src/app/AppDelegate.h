@@ -17,11 +17,14 @@
 
 namespace quilt {
 
+class KTDockMonitor;
+class KTLauncherEntry;
 class KTMainWindowController;
 class KTMenuCommands;
 class KTPreferencesWindow;
 class KTStatusBarItemView;
 class KTStatusItemController;
+class KTUnreadWatcher;
 
 // The application: brings the app up in a fixed order, opens URLs
 // handed over by the desktop, answers the commands, and saves the stores on
@@ -100,6 +103,7 @@ public:
     void menuWillOpen() override;
     void menuDidClose() override;
     KTMenuCommands* commands() const { return commands_.get(); }
+    KTDockMonitor& dockMonitor();
 
 private:
     void onStartup();
@@ -118,6 +122,9 @@ private:
     // "--preferences[=<pane>]": the window opens with the app's first window.
     std::optional<std::string> preferencesAtLaunch_;
     std::unique_ptr<KTStatusItemController> statusItem_;
+    std::unique_ptr<KTUnreadWatcher> unreadWatcher_;
+    std::unique_ptr<KTLauncherEntry> launcherEntry_;
+    std::unique_ptr<KTDockMonitor> dockMonitor_;
     // X time of the last global hot key press, to raise the window with.
     uint32_t hotKeyTime_ = 0;
     KTRect defaultFrame_;

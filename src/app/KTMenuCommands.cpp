@@ -1,6 +1,7 @@
 #include "app/KTMenuCommands.h"
 
 #include "app/AppDelegate.h"
+#include "app/KTDockMonitor.h"
 #include "core/config/KTBookmarksManager.h"
 #include "core/config/KTHistoryManager.h"
 #include "core/config/KTLog.h"
@@ -107,6 +108,10 @@ const Command commands[] = {
          if (auto* top = a.getTopMainController())
              gtk_window_iconify(top->window().window());
      }},
+    {"toggle-dock-monitor", [](KTMenuCommands&, AppDelegate& a, const std::string&) {
+         a.dockMonitor().toggleDockMonitor();
+     }},
+    {"edit-dock-monitor", [](KTMenuCommands&, AppDelegate& a, const std::string&) { a.dockMonitor().editDockMonitor(); }},
     {"next-tab", [](KTMenuCommands&, AppDelegate& a, const std::string&) {
          if (auto* t = frontTabs(a))
              t->selectRelative(1);
@@ -303,6 +308,13 @@ void KTMenuCommands::setBookmark(bool hide)
 void KTMenuCommands::disableToolBarMenuItem()
 {
     menu_->switches().toolbarItem = false;
+    menu_->rebuild();
+}
+
+void KTMenuCommands::setDockMonitorState(const std::string& title, bool editShown)
+{
+    menu_->switches().dockMonitorTitle = title;
+    menu_->switches().editDockMonitorShown = editShown;
     menu_->rebuild();
 }
 

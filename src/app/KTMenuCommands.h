@@ -48,6 +48,8 @@ public:
     void setBookmark(bool hide);
     void disableToolBarMenuItem();
     void setBookmarkTitle(bool shown);
+    // The dock monitor's entry title and whether its edit entry shows.
+    void setDockMonitorState(const std::string& title, bool editShown);
 
 private:
     void install();

@@ -6,6 +6,7 @@
 #include "core/config/KTNotificationNames.h"
 #include "core/config/KTQuiltManager.h"
 #include "core/config/KTSettingsManager.h"
+#include "core/menubar/KTDockBadge.h"
 #include "core/menubar/KTMainMenu.h"
 #include "ui/menubar/KTBrowserPopover.h"
 #include "ui/menubar/KTStatusBarItemView.h"
@@ -27,6 +28,10 @@ KTStatusItemController::KTStatusItemController(GtkApplication* app, KTMainWindow
         g_object_unref(icon);
     item_->action = [this](int x, int y) { showPopUpBrowser(x, y); };
     item_->rightAction = [this](int x, int y) { showStatusBarMenu(x, y); };
+    item_->setBadge(KTDockBadge::shared().text());
+    badgeObservation_ = KTObservation(names::kDockBadgeChanged, [this](const KTNotification& note) {
+        item_->setBadge(note.userInfo.value("text", std::string()));
+    });
 
     popover_ = std::make_unique<KTBrowserPopover>(app);
     auto& behavior = KTBehaviorManager::sharedManager();

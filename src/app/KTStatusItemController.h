@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/config/KTNotificationCenter.h"
 #include "core/config/KTRect.h"
 
 #include <gtk/gtk.h>
@@ -47,6 +48,8 @@ private:
     std::unique_ptr<KTBrowserPopover> popover_;
     GtkWidget* menu_ = nullptr;
     int lastX_ = 0, lastY_ = 0;
+    // The app's unread badge, drawn on the item's icon (last: it calls into item_).
+    KTObservation badgeObservation_;
 };
 
 } // namespace quilt

@@ -4,6 +4,7 @@
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTLog.h"
 #include "core/config/KTShared.h"
+#include "core/menubar/KTDockBadge.h"
 
 #include <cstring>
 
@@ -36,8 +37,14 @@ void KTScriptMessageHandler::registerWith(WebKitUserContentManager* manager, Web
                                 shared().dispatch(kAutoFill, v, r);
                             }),
                             view, GConnectFlags(0));
+    g_signal_connect_object(manager, "script-message-received::badge",
+                            G_CALLBACK(+[](WebKitUserContentManager*, WebKitJavascriptResult* r, WebKitWebView* v) {
+                                shared().dispatch(kBadge, v, r);
+                            }),
+                            view, GConnectFlags(0));
     webkit_user_content_manager_register_script_message_handler(manager, kNotifications);
     webkit_user_content_manager_register_script_message_handler(manager, kAutoFill);
+    webkit_user_content_manager_register_script_message_handler(manager, kBadge);
 }
 
 KTRateLimit& KTScriptMessageHandler::budgetOf(WebKitWebView* view)
@@ -79,8 +86,20 @@ void KTScriptMessageHandler::dispatch(const char* channel, WebKitWebView* view, 
         KTLog::debug(std::string("message ") + channel + ": " + json::compact(*body));
     if (std::strcmp(channel, kNotifications) == 0)
         notifications_.didReceiveScriptMessage(view, *body);
+    else if (std::strcmp(channel, kBadge) == 0)
+        didReceiveBadgeMessage(view, *body);
     else
         autoFill_.didReceiveScriptMessage(view, *body);
+}
+
+void KTScriptMessageHandler::didReceiveBadgeMessage(WebKitWebView* view, const KTJson& body)
+{
+    // The badge is the page's own: a view that closes takes it along
+    // (KTWebViewController forgets it).
+    if (auto text = KTDockBadge::textOfMessage(body))
+        KTDockBadge::shared().setPageBadge(reinterpret_cast<uintptr_t>(view), *text);
+    else
+        KTLog::debug("badge message refused");
 }
 
 WebKitUserScript* KTScriptMessageHandler::bundleScript(const char* name)

@@ -8,6 +8,7 @@
 #include "core/config/KTNotificationNames.h"
 #include "core/config/KTSettingsManager.h"
 #include "core/config/KTWebPageZoomManager.h"
+#include "core/menubar/KTDockBadge.h"
 #include "core/web/KTStylesManager.h"
 #include "web/KTContentBlocker.h"
 #include "web/KTPageHooks.h"
@@ -107,6 +108,8 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
                 const char* t = webkit_web_view_get_title(v);
                 if (self->item)
                     self->item->setLabel(t ? t : "");
+                KTDockBadge::shared().setTitleCount(reinterpret_cast<uintptr_t>(v),
+                                                    KTDockBadge::countOfTitle(t ? t : ""));
                 self->recordFinishedPage();
             }));
     connect("notify::is-loading", G_CALLBACK(+[](WebKitWebView*, GParamSpec*, KTWebViewController* self) {
@@ -144,8 +147,10 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
 KTWebViewController::~KTWebViewController()
 {
     *alive_ = false;
-    if (webview_)
+    if (webview_) {
         KTPageHooks::attach(webview_, nullptr);
+        KTDockBadge::shared().forgetPage(reinterpret_cast<uintptr_t>(webview_));
+    }
     observations_.clear();
     signals_.clear();
     refreshTimer_.reset();

@@ -38,6 +38,8 @@ inline constexpr char kShowHideToolbarButton[] = "ShowHideToolbarButtonNotificat
 // User info "TitlebarVisibility".
 inline constexpr char kTitlebarVisibilityChange[] = "TitlebarVisibilityChangeNotification";
 inline constexpr char kRefreshTimeIntervalChange[] = "RefreshTimeIntervalChangeNotification";
+// The app's badge text changed (core/menubar/KTDockBadge); user info "text".
+inline constexpr char kDockBadgeChanged[] = "DockBadgeChangedNotification";
 
 // Live page switches: a setting changed, every open page re-applies it.
 inline constexpr char kRefreshFont[] = "refreshFont";

@@ -90,9 +90,13 @@ std::vector<KTMenu> KTMainMenu::menus(const std::string& appName, const KTMenuSw
     m.push_back({"history", "History", {}});
     if (!s.hideBookmark)
         m.push_back({"bookmarks", "Bookmarks", {}});
-    m.push_back({"window", "Window",
-                 {item("Minimise", "minimize"), separator(), item("Show Next Tab", "next-tab"),
-                  item("Show Previous Tab", "previous-tab")}});
+    std::vector<KTMenuItem> window {item("Minimise", "minimize"), separator(),
+                                    item(s.dockMonitorTitle, "toggle-dock-monitor")};
+    if (s.editDockMonitorShown)
+        window.push_back(item("Edit Dock Monitor", "edit-dock-monitor"));
+    for (auto i : {separator(), item("Show Next Tab", "next-tab"), item("Show Previous Tab", "previous-tab")})
+        window.push_back(i);
+    m.push_back({"window", "Window", std::move(window)});
     m.push_back({"help", "Help", {item(replaced("%@ Help", appName), "help")}});
     return m;
 }

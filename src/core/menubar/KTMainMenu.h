@@ -37,6 +37,10 @@ struct KTMenuSwitches {
     bool hideBookmark = false;       // setBookmark: true hides, on purpose the other sense
     bool toolbarItem = true;         // an enterprise build has no toolbar switch
     bool bookmarkBarShown = false;   // titles the bookmark bar item
+    // The dock monitor's entry says what it does next; its edit entry shows
+    // while a running monitor's square can be changed.
+    std::string dockMonitorTitle = "Start Dock Monitor";
+    bool editDockMonitorShown = false;
 };
 
 // A command's keys, as GTK accelerator strings. `focusHandles`: the focused

@@ -60,7 +60,12 @@ KTMainWindow::KTMainWindow(GtkApplication* app)
     menuBarArea_ = verticalBox();
     contentArea_ = verticalBox();
     gtk_box_pack_start(GTK_BOX(column), menuBarArea_, FALSE, FALSE, 0);
-    gtk_box_pack_start(GTK_BOX(column), contentArea_, TRUE, TRUE, 0);
+    // Over the content, the dock monitor's selection overlay when it is up.
+    GtkWidget* overlay = gtk_overlay_new();
+    gtk_container_add(GTK_CONTAINER(overlay), contentArea_);
+    gtk_widget_show(overlay);
+    contentOverlay_ = overlay;
+    gtk_box_pack_start(GTK_BOX(column), overlay, TRUE, TRUE, 0);
     gtk_container_add(GTK_CONTAINER(window_), column);
 
     css_ = gtk_css_provider_new();
@@ -95,6 +100,11 @@ KTMainWindow::~KTMainWindow()
 void KTMainWindow::setContent(GtkWidget* content)
 {
     gtk_box_pack_start(GTK_BOX(contentArea_), content, TRUE, TRUE, 0);
+}
+
+void KTMainWindow::addOverlay(GtkWidget* widget)
+{
+    gtk_overlay_add_overlay(GTK_OVERLAY(contentOverlay_), widget);
 }
 
 void KTMainWindow::setTitle(const std::string& title)

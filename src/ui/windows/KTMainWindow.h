@@ -33,6 +33,9 @@ public:
     // An empty vertical box under the header, for the menu bar.
     GtkBox* menuBarArea() const { return GTK_BOX(menuBarArea_); }
     void setContent(GtkWidget* content);
+    // A widget over the whole content (tabs and page), sized with it.
+    void addOverlay(GtkWidget* widget);
+    GtkWidget* contentArea() const { return contentArea_; }
 
     // The title of the window as the task list and window switcher show it,
     // and of the header bar unless `middle` is shown there instead.
@@ -77,6 +80,7 @@ private:
     bool middleShown_ = false;
     GtkWidget* menuBarArea_ = nullptr;
     GtkWidget* contentArea_ = nullptr;
+    GtkWidget* contentOverlay_ = nullptr;
     GtkWidget* buttonWrapper_ = nullptr;
     GtkWidget* hoverArea_ = nullptr;
     GtkCssProvider* css_ = nullptr;
