@@ -28,7 +28,19 @@ KTWebContext::KTWebContext(const std::string& dataDirectory, const std::string& 
     KTFileUtil::makeDirectories(dataDirectory_);
     dataManager_ = GRef<WebKitWebsiteDataManager>::adopt(webkit_website_data_manager_new(
         "base-data-directory", dataDirectory_.c_str(), "base-cache-directory", cacheDirectory_.c_str(), nullptr));
-    context_ = GRef<WebKitWebContext>::adopt(webkit_web_context_new_with_website_data_manager(dataManager_.get()));
+    // Web processes of a site app rarely need much: past a third of
+    // kMemoryLimitMiB a process drops caches, past half it drops more, and
+    // none is ever killed for its size. Polled at the engine's default
+    // (30 s), so an idle app is not woken more often for it.
+    WebKitMemoryPressureSettings* pressure = webkit_memory_pressure_settings_new();
+    webkit_memory_pressure_settings_set_memory_limit(pressure, kMemoryLimitMiB);
+    webkit_memory_pressure_settings_set_conservative_threshold(pressure, 0.33);
+    webkit_memory_pressure_settings_set_strict_threshold(pressure, 0.5);
+    webkit_memory_pressure_settings_set_kill_threshold(pressure, 0);
+    webkit_website_data_manager_set_memory_pressure_settings(pressure);
+    context_ = GRef<WebKitWebContext>::adopt(WEBKIT_WEB_CONTEXT(g_object_new(
+        WEBKIT_TYPE_WEB_CONTEXT, "website-data-manager", dataManager_.get(), "memory-pressure-settings", pressure, nullptr)));
+    webkit_memory_pressure_settings_free(pressure);
     // One site, one user: the page cache and large memory caches of a
     // general browser cost memory for little gain here.
     webkit_web_context_set_cache_model(context_.get(), WEBKIT_CACHE_MODEL_DOCUMENT_BROWSER);
