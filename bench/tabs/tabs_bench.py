@@ -126,34 +126,37 @@ def status_kib(pid, field):
 
 
 def cpu_and_switches(pid):
-    """(CPU seconds, context switches of all threads) of one process."""
+    """(CPU seconds, {thread: context switches}) of one process."""
     try:
         with open("/proc/%d/stat" % pid) as f:
             rest = f.read().rsplit(")", 1)[1].split()
         cpu = (int(rest[11]) + int(rest[12])) / TICK
-        sw = 0
+        sw = {}
         for task in os.listdir("/proc/%d/task" % pid):
-            with open("/proc/%d/task/%s/status" % (pid, task)) as f:
-                for line in f:
-                    if "ctxt_switches" in line:
-                        sw += int(line.split()[1])
+            try:
+                with open("/proc/%d/task/%s/status" % (pid, task)) as f:
+                    sw[task] = sum(int(line.split()[1]) for line in f if "ctxt_switches" in line)
+            except OSError:
+                pass
         return cpu, sw
     except (OSError, ValueError, IndexError):
         return None
 
 
 def idle_sample(root, seconds):
-    """CPU % of one core and wake-ups per second, of the app and of its tree."""
+    """CPU % of one core and wake-ups (context switches of every thread, those
+    that started meanwhile included) per second, of the app and of its tree."""
     before = {p: cpu_and_switches(p) for p in sb.tree(root)}
     time.sleep(seconds)
     after = {p: cpu_and_switches(p) for p in sb.tree(root)}
-    app = tree = None
+    app = None
     tot_cpu = tot_sw = 0.0
-    for p, b in before.items():
-        a = after.get(p)
-        if not a or not b:
+    for p, a in after.items():
+        b = before.get(p)
+        if not a:
             continue
-        d_cpu, d_sw = a[0] - b[0], a[1] - b[1]
+        d_cpu = a[0] - (b[0] if b else 0)
+        d_sw = sum(n - (b[1].get(t, 0) if b else 0) for t, n in a[1].items())
         tot_cpu += d_cpu
         tot_sw += d_sw
         if p == root:

@@ -63,7 +63,8 @@ protected:
     {
         tabs->addNewTab();
         KTWebViewController* page = tabs->selectedWebViewController();
-        return loadAndWait(page, server->url(path)) ? page->title() : "(not loaded)";
+        page->loadRequest(server->url(path));
+        return waitLoaded(page, server->url(path)) ? page->title() : "(not loaded)";
     }
 };
 
