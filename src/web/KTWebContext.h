@@ -37,6 +37,8 @@ public:
     void setCookieAcceptPolicy(unsigned long policy);
     // Settings for a new page, with the engine defaults this app relies on.
     static WebKitSettings* newSettings();
+    // A touchpad is attached (asked once): back/forward swipes are on only then.
+    static bool hasTouchpad();
     // Spell checking loads dictionaries: done after the first page shows.
     void enableSpellChecking();
 
