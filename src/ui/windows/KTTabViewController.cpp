@@ -8,6 +8,8 @@
 #include "core/config/KTUserDefaults.h"
 #include "web/KTPageHooks.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -549,6 +551,13 @@ void KTTabViewController::closeTab(KTTabModel::Id id)
     model_.close(id, KTSettingsManager::sharedManager().returnToPrior());
     syncNotebook();
     updateTabBar();
+    // A closed page frees much of the heap at once: handed back to the
+    // system a little after the last close, once per burst of closes.
+    trimTimer_ = KTSource(g_timeout_add_seconds(5, +[](gpointer data) -> gboolean {
+        static_cast<KTTabViewController*>(data)->trimTimer_.forget();
+        malloc_trim(0);
+        return G_SOURCE_REMOVE;
+    }, this));
 }
 
 void KTTabViewController::removeCurrentTab()

@@ -171,6 +171,7 @@ private:
     KTTabProcessPlan processes_{KTTabProcessPlan::tabsPerProcessFromEnvironment(g_getenv("QUILT_TABS_PER_PROCESS"))};
     KTTabDiscardPolicy discardPolicy_;
     KTSource discardTimer_;
+    KTSource trimTimer_;
     std::optional<KTTabModel::Id> shown_;
     // The pages by tab id; the order is the model's.
     std::map<KTTabModel::Id, Tab> tabs_;
