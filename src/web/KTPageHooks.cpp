@@ -57,6 +57,8 @@ bool KTPageHooks::decidePermission(WebKitWebView*, WebKitPermissionRequest*) { r
 
 void KTPageHooks::attach(WebKitWebView* view, KTWebViewController* page) { KTWebViewPolicy::forView(view).page = page; }
 
+KTWebViewController* KTPageHooks::controllerOf(WebKitWebView* view) { return KTWebViewPolicy::forView(view).page; }
+
 bool KTPageHooks::decidePolicy(KTWebViewController* page, WebKitPolicyDecision* decision, WebKitPolicyDecisionType type)
 {
     return KTWebViewPolicy::forView(page->webview()).decide(page, decision, type);

@@ -31,6 +31,8 @@ public:
     // (see KTWebViewPolicy); called before the page connects its own signals,
     // and with no page when the page goes.
     static void attach(WebKitWebView* view, KTWebViewController* page);
+    // The page a view belongs to now; none once the page let it go.
+    static KTWebViewController* controllerOf(WebKitWebView* view);
     // Navigations, new windows and responses (see KTWebViewPolicy).
     static bool decidePolicy(KTWebViewController* page, WebKitPolicyDecision* decision, WebKitPolicyDecisionType type);
 

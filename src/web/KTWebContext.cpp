@@ -28,7 +28,19 @@ KTWebContext::KTWebContext(const std::string& dataDirectory, const std::string& 
     KTFileUtil::makeDirectories(dataDirectory_);
     dataManager_ = GRef<WebKitWebsiteDataManager>::adopt(webkit_website_data_manager_new(
         "base-data-directory", dataDirectory_.c_str(), "base-cache-directory", cacheDirectory_.c_str(), nullptr));
-    context_ = GRef<WebKitWebContext>::adopt(webkit_web_context_new_with_website_data_manager(dataManager_.get()));
+    // Web processes of a site app rarely need much: past a third of
+    // kMemoryLimitMiB a process drops caches, past half it drops more, and
+    // none is ever killed for its size. Polled at the engine's default
+    // (30 s), so an idle app is not woken more often for it.
+    WebKitMemoryPressureSettings* pressure = webkit_memory_pressure_settings_new();
+    webkit_memory_pressure_settings_set_memory_limit(pressure, kMemoryLimitMiB);
+    webkit_memory_pressure_settings_set_conservative_threshold(pressure, 0.33);
+    webkit_memory_pressure_settings_set_strict_threshold(pressure, 0.5);
+    webkit_memory_pressure_settings_set_kill_threshold(pressure, 0);
+    webkit_website_data_manager_set_memory_pressure_settings(pressure);
+    context_ = GRef<WebKitWebContext>::adopt(WEBKIT_WEB_CONTEXT(g_object_new(
+        WEBKIT_TYPE_WEB_CONTEXT, "website-data-manager", dataManager_.get(), "memory-pressure-settings", pressure, nullptr)));
+    webkit_memory_pressure_settings_free(pressure);
     // One site, one user: the page cache and large memory caches of a
     // general browser cost memory for little gain here.
     webkit_web_context_set_cache_model(context_.get(), WEBKIT_CACHE_MODEL_DOCUMENT_BROWSER);
@@ -112,6 +124,23 @@ void KTWebContext::setCookieAcceptPolicy(unsigned long policy)
     webkit_cookie_manager_set_accept_policy(cookieManager(), p);
 }
 
+bool KTWebContext::hasTouchpad()
+{
+    static const bool found = [] {
+        GdkDisplay* display = gdk_display_get_default();
+        GdkSeat* seat = display ? gdk_display_get_default_seat(display) : nullptr;
+        if (!seat)
+            return false;
+        GList* devices = gdk_seat_get_slaves(seat, GDK_SEAT_CAPABILITY_ALL_POINTING);
+        bool touchpad = false;
+        for (GList* l = devices; l; l = l->next)
+            touchpad = touchpad || gdk_device_get_source(GDK_DEVICE(l->data)) == GDK_SOURCE_TOUCHPAD;
+        g_list_free(devices);
+        return touchpad;
+    }();
+    return found;
+}
+
 WebKitSettings* KTWebContext::newSettings()
 {
     WebKitSettings* settings = webkit_settings_new();
@@ -121,7 +150,10 @@ WebKitSettings* KTWebContext::newSettings()
     webkit_settings_set_enable_media_stream(settings, TRUE);
     webkit_settings_set_enable_mediasource(settings, TRUE);
     webkit_settings_set_enable_webrtc(settings, TRUE);
-    webkit_settings_set_enable_back_forward_navigation_gestures(settings, TRUE);
+    // Swipes need a touchpad; without one the engine would still keep an
+    // image of the page for every back/forward entry (up to 400 MiB in the
+    // app process) for a gesture that cannot happen.
+    webkit_settings_set_enable_back_forward_navigation_gestures(settings, hasTouchpad());
     // Software rendering by default: a site app starts faster and needs about
     // 60 MiB less without a GL context per page. QUILT_HARDWARE_ACCELERATION=1
     // brings the GPU back for sites that need it (WebGL, heavy animation).

@@ -12,14 +12,16 @@ namespace quilt {
 
 // The app's own WebKit session: website data (cookies, local storage,
 // caches) under the app's data and cache folders, so two apps never share
-// cookies, and the engine tuned for a single-site app (small caches, one
-// shared web process).
+// cookies, and the engine tuned for a single-site app (small caches, web
+// processes that give memory back early).
 class KTWebContext {
 public:
     // The app's session, made on first use (KTShared, reset by tests once
     // no page uses it).
     static KTWebContext& shared();
     static std::unique_ptr<KTWebContext> create();
+    // Each web process starts giving memory back well below this.
+    static constexpr unsigned kMemoryLimitMiB = 1024;
     // For tests: a session rooted at explicit folders.
     KTWebContext(const std::string& dataDirectory, const std::string& cacheDirectory);
     KTWebContext(const KTWebContext&) = delete;
@@ -35,6 +37,8 @@ public:
     void setCookieAcceptPolicy(unsigned long policy);
     // Settings for a new page, with the engine defaults this app relies on.
     static WebKitSettings* newSettings();
+    // A touchpad is attached (asked once): back/forward swipes are on only then.
+    static bool hasTouchpad();
     // Spell checking loads dictionaries: done after the first page shows.
     void enableSpellChecking();
 

@@ -34,33 +34,20 @@ GtkWindow* windowOf(GtkWidget* widget)
 }
 } // namespace
 
-KTWebViewController::KTWebViewController() { build(nullptr); }
+struct KTWebViewController::Discarded {
+    std::string url, title, agent;
+    double scrollY = 0;
+    std::shared_ptr<WebKitWebViewSessionState> history;
+};
 
-KTWebViewController::KTWebViewController(WebKitWebView* relatedTo) { build(relatedTo); }
+KTWebViewController::KTWebViewController() { build(nullptr, nullptr); }
 
-void KTWebViewController::build(WebKitWebView* relatedTo)
+KTWebViewController::KTWebViewController(WebKitWebView* relatedTo) { build(relatedTo, nullptr); }
+
+KTWebViewController::KTWebViewController(InProcessOf process) { build(nullptr, process.peer); }
+
+void KTWebViewController::build(WebKitWebView* opener, WebKitWebView* peer)
 {
-    auto& web = KTWebContext::shared();
-    if (relatedTo) {
-        // Same process and user content as the opener, settings of its own
-        // (the agent is copied, then each page may change it alone).
-        contentManager_ = GRef<WebKitUserContentManager>::retain(webkit_web_view_get_user_content_manager(relatedTo));
-        WebKitSettings* settings = KTWebContext::newSettings();
-        webkit_settings_set_user_agent(settings, webkit_settings_get_user_agent(webkit_web_view_get_settings(relatedTo)));
-        webview_ = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", relatedTo, "settings", settings,
-                                                "user-content-manager", contentManager_.get(), nullptr));
-        g_object_unref(settings);
-    } else {
-        contentManager_ = GRef<WebKitUserContentManager>::adopt(webkit_user_content_manager_new());
-        WebKitSettings* settings = KTWebContext::newSettings();
-        webview_ = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", web.context(), "settings",
-                                                settings, "user-content-manager", contentManager_.get(), nullptr));
-        g_object_unref(settings);
-        KTScriptMessageHandler::shared().registerWith(contentManager_.get(), webview_);
-        ownsMessageChannels_ = true;
-    }
-    g_object_ref_sink(webview_);
-
     // The progress line sits above the page and keeps its 2 px when idle
     // (transparent), so the page never jumps when a load starts.
     progress_ = gtk_progress_bar_new();
@@ -79,16 +66,43 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
     gtk_widget_set_no_show_all(failureNotice_, TRUE);
     gtk_style_context_add_class(gtk_widget_get_style_context(failureNotice_), "quilt-load-failure");
     gtk_box_pack_start(GTK_BOX(container_), failureNotice_, FALSE, FALSE, 0);
-    gtk_box_pack_start(GTK_BOX(container_), GTK_WIDGET(webview_), TRUE, TRUE, 0);
     gtk_widget_set_opacity(progress_, 0.0);
     gtk_widget_show(progress_);
-    gtk_widget_show(GTK_WIDGET(webview_));
     gtk_widget_show(container_);
+    observeNotifications();
+    attachView(opener, peer);
+}
+
+void KTWebViewController::attachView(WebKitWebView* opener, WebKitWebView* peer)
+{
+    WebKitSettings* settings = KTWebContext::newSettings();
+    if (opener) {
+        // Same process and user content as the opener, settings of its own
+        // (the agent is copied, then each page may change it alone).
+        contentManager_ = GRef<WebKitUserContentManager>::retain(webkit_web_view_get_user_content_manager(opener));
+        webkit_settings_set_user_agent(settings, webkit_settings_get_user_agent(webkit_web_view_get_settings(opener)));
+        webview_ = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", opener, "settings", settings,
+                                                "user-content-manager", contentManager_.get(), nullptr));
+    } else {
+        contentManager_ = GRef<WebKitUserContentManager>::adopt(webkit_user_content_manager_new());
+        // A related view runs in its peer's web process; its session is the
+        // peer's, which is the app's own.
+        webview_ = peer ? WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "related-view", peer, "settings", settings,
+                                                       "user-content-manager", contentManager_.get(), nullptr))
+                        : WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context",
+                                                       KTWebContext::shared().context(), "settings", settings,
+                                                       "user-content-manager", contentManager_.get(), nullptr));
+        KTScriptMessageHandler::shared().registerWith(contentManager_.get(), webview_);
+        ownsMessageChannels_ = true;
+    }
+    g_object_unref(settings);
+    g_object_ref_sink(webview_);
+    gtk_box_pack_start(GTK_BOX(container_), GTK_WIDGET(webview_), TRUE, TRUE, 0);
+    gtk_widget_show(GTK_WIDGET(webview_));
     pageTools_ = std::make_unique<KTWebView>(webview_);
 
-    if (!relatedTo)
+    if (!opener)
         loadUserScripts();
-    observeNotifications();
     // The policy glue follows the view's loads from before the first one.
     KTPageHooks::attach(webview_, this);
 
@@ -119,6 +133,13 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
                 if (self->item)
                     self->item->setIcon(webkit_web_view_get_favicon(v));
             }));
+    connect("web-process-terminated",
+            G_CALLBACK(+[](WebKitWebView*, WebKitWebProcessTerminationReason reason, KTWebViewController* self) {
+                self->onProcessTerminated(reason);
+            }));
+    connect("notify::is-web-process-responsive", G_CALLBACK(+[](WebKitWebView*, GParamSpec*, KTWebViewController* self) {
+                self->onResponsiveChanged();
+            }));
     connect("script-dialog", G_CALLBACK(+[](WebKitWebView*, WebKitScriptDialog* d, KTWebViewController* self) -> gboolean {
                 return self->onScriptDialog(d);
             }));
@@ -144,26 +165,170 @@ void KTWebViewController::build(WebKitWebView* relatedTo)
     setCurrentZoomFactor(1.0);
 }
 
-KTWebViewController::~KTWebViewController()
+void KTWebViewController::detachView()
 {
-    *alive_ = false;
-    if (webview_) {
-        KTPageHooks::attach(webview_, nullptr);
-        KTDockBadge::shared().forgetPage(reinterpret_cast<uintptr_t>(webview_));
-    }
-    observations_.clear();
+    KTPageHooks::attach(webview_, nullptr);
+    KTDockBadge::shared().forgetPage(reinterpret_cast<uintptr_t>(webview_));
     signals_.clear();
     refreshTimer_.reset();
     findBar_.reset();
     pageTools_.reset();
-    if (webview_) {
-        webkit_web_view_stop_loading(webview_);
-        g_object_unref(webview_);
-    }
+    webkit_web_view_stop_loading(webview_);
+    // Out of the box first: the box's reference goes, then ours, and the
+    // page closes in its web process.
+    gtk_container_remove(GTK_CONTAINER(container_), GTK_WIDGET(webview_));
+    g_object_unref(webview_);
+    webview_ = nullptr;
+    contentManager_ = {};
+}
+
+bool KTWebViewController::feedsBadge() const
+{
+    return webview_ && KTDockBadge::shared().holdsBadge(reinterpret_cast<uintptr_t>(webview_));
+}
+
+KTWebViewController::~KTWebViewController()
+{
+    *alive_ = false;
+    observations_.clear();
+    if (webview_)
+        detachView();
     if (container_) {
         gtk_widget_destroy(container_);
         g_object_unref(container_);
     }
+}
+
+void KTWebViewController::discard()
+{
+    if (discarded_ || discardPending_ || url().empty() || !webkit_web_view_get_uri(webview_))
+        return;
+    discardPending_ = true;
+    auto* data = new std::weak_ptr<bool>(alive_);
+    webkit_web_view_evaluate_javascript(
+        webview_, "window.scrollY", -1, nullptr, nullptr, nullptr,
+        +[](GObject* view, GAsyncResult* result, gpointer p) {
+            std::unique_ptr<std::weak_ptr<bool>> weak(static_cast<std::weak_ptr<bool>*>(p));
+            JSCValue* value = webkit_web_view_evaluate_javascript_finish(WEBKIT_WEB_VIEW(view), result, nullptr);
+            double y = value && jsc_value_is_number(value) ? jsc_value_to_double(value) : 0;
+            if (value)
+                g_object_unref(value);
+            auto alive = weak->lock();
+            if (!alive || !*alive)
+                return;
+            // The controller is alive, so the view is still its own or
+            // it was replaced; only its own view's answer counts.
+            auto* self = static_cast<KTWebViewController*>(
+                KTPageHooks::controllerOf(WEBKIT_WEB_VIEW(view)));
+            if (self)
+                self->finishDiscard(y);
+        },
+        data);
+}
+
+void KTWebViewController::finishDiscard(double scrollY)
+{
+    if (!discardPending_)
+        return; // shown again meanwhile
+    discardPending_ = false;
+    auto d = std::make_unique<Discarded>();
+    d->url = url();
+    d->title = title();
+    d->agent = webkit_settings_get_user_agent(webkit_web_view_get_settings(webview_));
+    d->scrollY = scrollY;
+    d->history = std::shared_ptr<WebKitWebViewSessionState>(webkit_web_view_get_session_state(webview_),
+                                                           webkit_web_view_session_state_unref);
+    detachView();
+    discarded_ = std::move(d);
+    // An empty view stands in, so every command still has a page to act
+    // on; it starts no web process until it loads.
+    attachView(nullptr, nullptr);
+    if (processNotice_)
+        gtk_widget_hide(processNotice_);
+    gtk_widget_hide(failureNotice_);
+}
+
+void KTWebViewController::restore(WebKitWebView* peer)
+{
+    discardPending_ = false;
+    if (!discarded_)
+        return;
+    std::unique_ptr<Discarded> d = std::move(discarded_);
+    detachView();
+    attachView(nullptr, peer);
+    webkit_settings_set_user_agent(webkit_web_view_get_settings(webview_), d->agent.c_str());
+    if (d->history)
+        webkit_web_view_restore_session_state(webview_, d->history.get());
+    WebKitBackForwardListItem* current =
+        webkit_back_forward_list_get_current_item(webkit_web_view_get_back_forward_list(webview_));
+    resumeItem_ = GRef<WebKitBackForwardListItem>::retain(current);
+    resumeScrollY_ = d->scrollY;
+    // The new view's user content has no rule list yet: the load waits for
+    // it as a first load does.
+    abLoaded_ = false;
+    startLoad(d->url);
+}
+
+std::string KTWebViewController::processNoticeText() const
+{
+    return processNotice_ && gtk_widget_get_visible(processNotice_) ? gtk_label_get_text(GTK_LABEL(processNoticeLabel_))
+                                                                     : "";
+}
+
+void KTWebViewController::showProcessNotice(const char* text)
+{
+    if (!processNotice_) {
+        processNotice_ = gtk_info_bar_new_with_buttons("_Reload", GTK_RESPONSE_ACCEPT, nullptr);
+        gtk_info_bar_set_message_type(GTK_INFO_BAR(processNotice_), GTK_MESSAGE_WARNING);
+        processNoticeLabel_ = gtk_label_new("");
+        gtk_label_set_xalign(GTK_LABEL(processNoticeLabel_), 0);
+        gtk_label_set_line_wrap(GTK_LABEL(processNoticeLabel_), TRUE);
+        gtk_widget_show(processNoticeLabel_);
+        gtk_container_add(GTK_CONTAINER(gtk_info_bar_get_content_area(GTK_INFO_BAR(processNotice_))),
+                          processNoticeLabel_);
+        gtk_widget_set_no_show_all(processNotice_, TRUE);
+        // Connected once, for the controller's life: the bar outlives views.
+        g_signal_connect(processNotice_, "response", G_CALLBACK(+[](GtkInfoBar*, int, KTWebViewController* self) {
+                             self->reloadAfterProcessTrouble();
+                         }),
+                         this);
+        gtk_box_pack_start(GTK_BOX(container_), processNotice_, FALSE, FALSE, 0);
+        gtk_box_reorder_child(GTK_BOX(container_), processNotice_, 1);
+    }
+    gtk_label_set_text(GTK_LABEL(processNoticeLabel_), text);
+    gtk_widget_show(processNotice_);
+}
+
+void KTWebViewController::onProcessTerminated(WebKitWebProcessTerminationReason reason)
+{
+    KTLog::line(std::string("web process of ") + url() + " ended: "
+                + (reason == WEBKIT_WEB_PROCESS_EXCEEDED_MEMORY_LIMIT ? "over its memory limit"
+                   : reason == WEBKIT_WEB_PROCESS_TERMINATED_BY_API ? "stopped"
+                                                                     : "crashed"));
+    setProgressVisible(false);
+    showProcessNotice(reason == WEBKIT_WEB_PROCESS_EXCEEDED_MEMORY_LIMIT
+                          ? "This page used too much memory and was stopped."
+                          : "This page stopped working.");
+}
+
+void KTWebViewController::onResponsiveChanged()
+{
+    if (webkit_web_view_get_is_web_process_responsive(webview_)) {
+        if (processNoticeText() == "This page is not responding.")
+            gtk_widget_hide(processNotice_);
+        return;
+    }
+    showProcessNotice("This page is not responding.");
+}
+
+void KTWebViewController::reloadAfterProcessTrouble()
+{
+    if (processNotice_)
+        gtk_widget_hide(processNotice_);
+    // A hung process is ended first; the reload starts a new one.
+    if (!webkit_web_view_get_is_web_process_responsive(webview_))
+        webkit_web_view_terminate_web_process(webview_);
+    webkit_web_view_reload(webview_);
 }
 
 void KTWebViewController::applyPreferences()
@@ -229,6 +394,13 @@ void KTWebViewController::observeNotifications()
 
 void KTWebViewController::loadRequest(const std::string& url)
 {
+    resumeItem_ = {};
+    resumeScrollY_.reset();
+    startLoad(url);
+}
+
+void KTWebViewController::startLoad(const std::string& url)
+{
     deferred_.reset();
     if (!abLoaded_ && KTSettingsManager::sharedManager().blockAds()) {
         // The first load waits for the rule list, then happens exactly once.
@@ -261,6 +433,10 @@ void KTWebViewController::initializeContentBlocker()
 void KTWebViewController::loadNow(const std::string& url)
 {
     request.reset();
+    if (auto item = std::exchange(resumeItem_, {})) {
+        webkit_web_view_go_to_back_forward_list_item(webview_, item.get());
+        return;
+    }
     webkit_web_view_load_uri(webview_, url.c_str());
 }
 
@@ -297,12 +473,16 @@ void KTWebViewController::loadDeferred()
 
 std::string KTWebViewController::url() const
 {
+    if (discarded_)
+        return discarded_->url;
     const char* u = webkit_web_view_get_uri(webview_);
     return u ? u : deferred_.value_or("");
 }
 
 std::string KTWebViewController::title() const
 {
+    if (discarded_)
+        return discarded_->title;
     const char* t = webkit_web_view_get_title(webview_);
     return t ? t : "";
 }
@@ -328,6 +508,8 @@ void KTWebViewController::onLoadChanged(WebKitLoadEvent event)
     switch (event) {
     case WEBKIT_LOAD_STARTED:
         gtk_widget_hide(failureNotice_);
+        if (processNotice_)
+            gtk_widget_hide(processNotice_);
         committed_ = false;
         finishPending_ = false;
         sourceURL = url();
@@ -354,6 +536,11 @@ void KTWebViewController::onLoadChanged(WebKitLoadEvent event)
         recordFinishedPage();
         if (item && item->label() != "New tab")
             isRecentNewTab = false;
+        if (resumeScrollY_ && *resumeScrollY_ > 0) {
+            std::string js = "window.scrollTo(0, " + std::to_string(long(*resumeScrollY_)) + ")";
+            webkit_web_view_evaluate_javascript(webview_, js.c_str(), -1, nullptr, nullptr, nullptr, nullptr, nullptr);
+        }
+        resumeScrollY_.reset();
         if (delegate)
             delegate->webViewDidEndLoadUrl(webview_, url());
         break;

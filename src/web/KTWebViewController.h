@@ -52,6 +52,12 @@ public:
     // A page for a view WebKit made for a window the opener asked for; it
     // shares the opener's process, session and user content.
     explicit KTWebViewController(WebKitWebView* relatedTo);
+    // A tab's page in the web process of another tab's page, with settings
+    // and user content of its own; a null peer gives it a process of its own.
+    struct InProcessOf {
+        WebKitWebView* peer;
+    };
+    explicit KTWebViewController(InProcessOf process);
     ~KTWebViewController();
     KTWebViewController(const KTWebViewController&) = delete;
     KTWebViewController& operator=(const KTWebViewController&) = delete;
@@ -113,9 +119,39 @@ public:
     void updateTabInfo();
     // How many times the page was reloaded by the refresh timer (tests).
     unsigned refreshTicks() const { return refreshTicks_; }
+    bool hasRefreshTimer() const { return refreshTimer_.active(); }
+    // The page sets the app's badge (by script or by its title).
+    bool feedsBadge() const;
+
+    // Gives the page back: its web view is replaced by an empty one that
+    // starts no web process; the address, title, history and scroll position
+    // stay (the tab keeps its label and icon). The scroll position is asked
+    // of the page first, so this completes from the main loop. A page with
+    // nothing loaded is kept.
+    void discard();
+    bool isDiscarded() const { return discarded_ != nullptr; }
+    // A loaded page that is not being given back: what discarding can free.
+    bool holdsPage() const { return !discarded_ && !discardPending_ && webkit_web_view_get_uri(webview_); }
+    // Loads a discarded page again where it was, in the process of `peer`
+    // when given.
+    void restore(WebKitWebView* peer = nullptr);
+    // The line that offers a reload when the page's web process ended or
+    // stopped answering; empty when it is not shown.
+    std::string processNoticeText() const;
+    // What its Reload button does.
+    void reloadAfterProcessTrouble();
 
 private:
-    void build(WebKitWebView* relatedTo);
+    struct Discarded;
+    void build(WebKitWebView* opener, WebKitWebView* peer);
+    // Makes the web view and connects to it; detachView lets it go.
+    void attachView(WebKitWebView* opener, WebKitWebView* peer);
+    void detachView();
+    void finishDiscard(double scrollY);
+    void startLoad(const std::string& url);
+    void onProcessTerminated(WebKitWebProcessTerminationReason reason);
+    void onResponsiveChanged();
+    void showProcessNotice(const char* text);
     void applyPreferences();
     void observeNotifications();
     void initializeContentBlocker();
@@ -136,6 +172,8 @@ private:
     GtkWidget* container_ = nullptr; // owned through a reference
     GtkWidget* progress_ = nullptr;
     GtkWidget* failureNotice_ = nullptr;
+    GtkWidget* processNotice_ = nullptr; // made at the first trouble
+    GtkWidget* processNoticeLabel_ = nullptr;
     WebKitWebView* webview_ = nullptr;
     GRef<WebKitUserContentManager> contentManager_;
     std::unique_ptr<KTWebView> pageTools_;
@@ -150,6 +188,12 @@ private:
     bool ownsMessageChannels_ = false;
     unsigned refreshTicks_ = 0;
     std::optional<std::string> deferred_;
+    std::unique_ptr<Discarded> discarded_;
+    bool discardPending_ = false;
+    // A page back from being discarded resumes its history entry and
+    // scrolls to where it was.
+    GRef<WebKitBackForwardListItem> resumeItem_;
+    std::optional<double> resumeScrollY_;
     unsigned dialogsShown_ = 0;
     bool dialogsSilenced_ = false; // the person chose to see no more of them
     KTRateLimit windowsOnGesture_{1, 1};      // one window a click

@@ -38,6 +38,9 @@ public:
     void setTitleCount(uintptr_t page, const std::optional<std::string>& count);
     // A page that closed takes its badges with it.
     void forgetPage(uintptr_t page);
+    // Whether a page feeds the badge now (such a tab is not discarded: its
+    // count would go with its page).
+    bool holdsBadge(uintptr_t page) const { return pageBadges_.count(page) + titleCounts_.count(page) > 0; }
 
     // What shows now: "" for no badge.
     const std::string& text() const { return shown_; }

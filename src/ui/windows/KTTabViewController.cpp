@@ -8,6 +8,8 @@
 #include "core/config/KTUserDefaults.h"
 #include "web/KTPageHooks.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -181,7 +183,12 @@ KTTabViewController::KTTabViewController(std::unique_ptr<KTWebViewController> fi
 
     setTabbarHeight(0);
     observe();
-    setFirstWebViewController(first ? std::move(first) : newPage());
+    if (first) {
+        setFirstWebViewController(std::move(first));
+    } else {
+        appendTab(newPage(), "New tab", true);
+        syncNotebook();
+    }
     showBookmarkNotification();
 }
 
@@ -244,19 +251,28 @@ void KTTabViewController::observe()
 
 std::unique_ptr<KTWebViewController> KTTabViewController::newPage()
 {
-    auto page = std::make_unique<KTWebViewController>();
+    // The tab is placed when appendTab gives it its id; nothing changes the
+    // plan in between, so that answer is this one.
+    std::optional<KTTabModel::Id> peer = processes_.nextPeer();
+    auto page = std::make_unique<KTWebViewController>(
+        KTWebViewController::InProcessOf{peer ? tabs_.at(*peer).page->webview() : nullptr});
+
     page->setCustomUserAgent(KTPageHooks::agentForNewTab());
     return page;
 }
 
 KTTabViewController::Tab& KTTabViewController::appendTab(std::unique_ptr<KTWebViewController> page,
-                                                         const std::string& label)
+                                                         const std::string& label, bool planned)
 {
     KTTabModel::Id id = model_.add();
+    // A page a page opened runs in its opener's process, outside the plan.
+    if (planned)
+        processes_.join(id);
     page->delegate = this;
     auto tabLabel = std::make_unique<TabLabel>(this, id, label);
     page->item = tabLabel.get();
-    Tab& tab = tabs_.emplace(id, Tab{id, std::move(page), std::move(tabLabel)}).first->second;
+    Tab& tab = tabs_.emplace(id, Tab{id, std::move(page), std::move(tabLabel), g_get_monotonic_time() / 1e6})
+                   .first->second;
     if (model_.count() == 1)
         model_.select(id);
     return tab;
@@ -428,7 +444,17 @@ void KTTabViewController::onPageReordered(GtkWidget* child, guint index)
 
 void KTTabViewController::didSelect(const Tab& tab)
 {
+    const double now = g_get_monotonic_time() / 1e6;
+    if (shown_ && *shown_ != tab.id)
+        if (Tab* left = tabForId(*shown_))
+            left->lastShown = now;
+    shown_ = tab.id;
+    if (tab.page->isDiscarded()) {
+        std::optional<KTTabModel::Id> peer = processes_.join(tab.id);
+        tab.page->restore(peer ? tabs_.at(*peer).page->webview() : nullptr);
+    }
     tab.page->loadDeferred();
+    armDiscardTimer();
     // Keys go to the page shown: the address field would otherwise keep
     // what it showed of the tab before.
     gtk_widget_grab_focus(GTK_WIDGET(tab.page->webview()));
@@ -488,7 +514,7 @@ void KTTabViewController::newWebViewConstroller(std::unique_ptr<KTWebViewControl
 
 void KTTabViewController::addNewTabToTabView()
 {
-    model_.select(appendTab(newPage(), "New tab").id);
+    model_.select(appendTab(newPage(), "New tab", true).id);
     syncNotebook();
     // A new empty tab is for typing an address.
     if (delegate)
@@ -519,11 +545,19 @@ void KTTabViewController::closeTab(KTTabModel::Id id)
     // Keep the page alive until the notebook has let go of its widget.
     Tab closing = std::move(it->second);
     tabs_.erase(it);
+    processes_.leave(id);
     closing.page->delegate = nullptr;
     closing.page->item = nullptr;
     model_.close(id, KTSettingsManager::sharedManager().returnToPrior());
     syncNotebook();
     updateTabBar();
+    // A closed page frees much of the heap at once: handed back to the
+    // system a little after the last close, once per burst of closes.
+    trimTimer_ = KTSource(g_timeout_add_seconds(5, +[](gpointer data) -> gboolean {
+        static_cast<KTTabViewController*>(data)->trimTimer_.forget();
+        malloc_trim(0);
+        return G_SOURCE_REMOVE;
+    }, this));
 }
 
 void KTTabViewController::removeCurrentTab()
@@ -585,7 +619,7 @@ bool KTTabViewController::restoreUrls(const std::vector<std::string>& urls)
     page->deferRequest(urls[0]);
     KTTabModel::Id last = 0;
     for (size_t i = 1; i < urls.size(); ++i) {
-        Tab& t = appendTab(newPage(), urls[i]);
+        Tab& t = appendTab(newPage(), urls[i], true);
         t.page->deferRequest(urls[i]);
         last = t.id;
     }
@@ -671,6 +705,50 @@ void KTTabViewController::openBookmark(const std::string& name)
 {
     if (auto url = KTBookmarksManager::sharedManager().getUrlByName(name))
         openUrl(*url);
+}
+
+void KTTabViewController::discardTabAt(size_t index)
+{
+    if (index >= model_.count() || model_.order()[index] == model_.selected())
+        return;
+    KTTabModel::Id id = model_.order()[index];
+    tabs_.at(id).page->discard();
+    processes_.leave(id);
+}
+
+std::vector<KTTabDiscardPolicy::Tab> KTTabViewController::discardStates() const
+{
+    std::vector<KTTabDiscardPolicy::Tab> states;
+    for (const auto& [id, t] : tabs_) {
+        const KTWebViewController& p = *t.page;
+        // A page with a refresh timer is meant to stay live.
+        bool busy = p.isLoading() || webkit_web_view_is_playing_audio(p.webview()) || p.hasRefreshTimer() || p.feedsBadge();
+        states.push_back({id, t.lastShown, model_.selected() == id, busy, !p.holdsPage()});
+    }
+    return states;
+}
+
+void KTTabViewController::armDiscardTimer()
+{
+    discardTimer_.reset();
+    std::optional<double> wait = discardPolicy_.nextCheck(discardStates(), g_get_monotonic_time() / 1e6);
+    if (!wait)
+        return;
+    // In whole seconds, so the wake-up may be merged with others.
+    discardTimer_ = KTSource(g_timeout_add_seconds(guint(*wait) + 1, +[](gpointer data) -> gboolean {
+        auto* self = static_cast<KTTabViewController*>(data);
+        self->discardTimer_.forget();
+        self->discardDueTabs();
+        return G_SOURCE_REMOVE;
+    }, this));
+}
+
+void KTTabViewController::discardDueTabs()
+{
+    for (KTTabModel::Id id : discardPolicy_.due(discardStates(), g_get_monotonic_time() / 1e6))
+        if (auto index = model_.indexOf(id))
+            discardTabAt(*index);
+    armDiscardTimer();
 }
 
 void KTTabViewController::releaseAllWebViews()

@@ -2,7 +2,9 @@
 
 #include "core/config/KTNotificationCenter.h"
 #include "core/config/KTSignal.h"
+#include "core/windows/KTTabDiscardPolicy.h"
 #include "core/windows/KTTabModel.h"
+#include "core/windows/KTTabProcessPlan.h"
 #include "web/KTWebViewController.h"
 
 #include <gtk/gtk.h>
@@ -97,6 +99,11 @@ public:
     void showBookmarkNotification();
     void openBookmark(const std::string& name);
     void releaseAllWebViews();
+    // Gives a background tab's page back now (the shown tab is kept); it
+    // loads again when selected. Long-unused background tabs go this way by
+    // themselves (KTTabDiscardPolicy).
+    void discardTabAt(size_t index);
+    const KTTabProcessPlan& processPlan() const { return processes_; }
 
     // KTWebViewControllerDelegate
     void newWebViewConstroller(std::unique_ptr<KTWebViewController> controller) override;
@@ -111,11 +118,13 @@ private:
         KTTabModel::Id id;
         std::unique_ptr<KTWebViewController> page;
         std::unique_ptr<TabLabel> label;
+        double lastShown = 0; // monotonic seconds
     };
 
     // Adds a tab to the model (the first one selected); the notebook gets
     // its page at the next syncNotebook.
-    Tab& appendTab(std::unique_ptr<KTWebViewController> page, const std::string& label);
+    // `planned`: a page of newPage(), placed in the process plan.
+    Tab& appendTab(std::unique_ptr<KTWebViewController> page, const std::string& label, bool planned = false);
     std::unique_ptr<KTWebViewController> newPage();
     void closeTab(KTTabModel::Id id);
     Tab* tabForId(KTTabModel::Id id);
@@ -148,12 +157,22 @@ private:
     }
     void rebuildBookmarkBar();
     void observe();
+    // One timer for the next background tab that may be discarded, none
+    // when no tab can be.
+    void armDiscardTimer();
+    void discardDueTabs();
+    std::vector<KTTabDiscardPolicy::Tab> discardStates() const;
 
     GtkWidget* root_ = nullptr;
     GtkWidget* notebook_ = nullptr;
     GtkWidget* bookmarkBar_ = nullptr;
     int tabbarHeight_ = 0;
     KTTabModel model_;
+    KTTabProcessPlan processes_{KTTabProcessPlan::tabsPerProcessFromEnvironment(g_getenv("QUILT_TABS_PER_PROCESS"))};
+    KTTabDiscardPolicy discardPolicy_;
+    KTSource discardTimer_;
+    KTSource trimTimer_;
+    std::optional<KTTabModel::Id> shown_;
     // The pages by tab id; the order is the model's.
     std::map<KTTabModel::Id, Tab> tabs_;
     bool syncing_ = false;
