@@ -6,7 +6,7 @@ set -euo pipefail
 PACKAGES=(
   # build
   build-essential cmake pkg-config
-  libwebkit2gtk-4.1-dev libgtk-3-dev nlohmann-json3-dev libplist-dev
+  libwebkit2gtk-4.1-dev libgtk-3-dev nlohmann-json3-dev libsimdjson-dev libplist-dev
   libglib2.0-dev-bin libsecret-1-dev libkeybinder-3.0-dev libpsl-dev libsoup-3.0-dev libgtest-dev googletest
   # headless desktop for tests and the demo
   xvfb x11-utils x11-xserver-utils openbox dunst libnotify-bin

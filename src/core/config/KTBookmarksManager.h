@@ -16,6 +16,9 @@ public:
     {
     }
 
+    // The shared bookmarks load in the background, off the first page's path.
+    static std::unique_ptr<KTBookmarksManager> createShared() { return createLoadingInBackground(); }
+
     void addBookMarkForUrl(const std::string& name, const std::string& url);
     void removeBookmark(const std::string& name);
     // Names in plain (case-sensitive, bytewise) ascending order.

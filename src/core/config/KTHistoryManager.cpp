@@ -7,12 +7,15 @@ namespace quilt {
 
 void KTHistoryManager::addUrlWithNameForDate(const std::string& url, const std::string& title, const std::string& date)
 {
-    if (url.empty() || title.empty() || !json().is_object())
+    if (url.empty() || title.empty())
         return;
     KTJson entry = KTJson::object();
     entry["url"] = url;
     entry["date"] = date;
-    json()[title] = std::move(entry);
+    whenLoaded([title, entry = std::move(entry)](KTJson& history) mutable {
+        if (history.is_object())
+            history[title] = std::move(entry);
+    });
 }
 
 std::optional<std::string> KTHistoryManager::getUrlByName(const std::string& title) const

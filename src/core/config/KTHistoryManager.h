@@ -18,7 +18,12 @@ public:
     {
     }
 
-    // Ignored unless both the URL and the title are non-empty.
+    // The shared history loads in the background: years of titles must not
+    // hold back the first page, and a visit recorded meanwhile waits for it.
+    static std::unique_ptr<KTHistoryManager> createShared() { return createLoadingInBackground(); }
+
+    // Ignored unless both the URL and the title are non-empty. Never waits
+    // for a background load.
     void addUrlWithNameForDate(const std::string& url, const std::string& title, const std::string& date);
     std::optional<std::string> getUrlByName(const std::string& title) const;
     // Titles by their date strings, oldest first (the strings are compared).

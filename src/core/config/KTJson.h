@@ -229,8 +229,16 @@ uint64_t unsignedFor(const KTJson& object, std::string_view key, uint64_t absent
 std::optional<std::string> stringFor(const KTJson& object, std::string_view key);
 const KTJson* lookup(const KTJson& object, std::string_view key);
 
-// Parses text (with KTJsonReader); on failure returns nullopt and puts a
-// description in *error.
+// Documents nested deeper than this are refused, so a hostile file cannot
+// exhaust the stack.
+inline constexpr int kMaxDepth = 512;
+
+// Parses text with simdjson into the values nlohmann's own parser would build
+// (integers as int64 when negative and uint64 otherwise, falling back to
+// double when they do not fit; a repeated key keeps its first position and
+// its last value; UTF-8 checked; a leading byte order mark skipped; NUL bytes
+// refused). On failure returns nullopt with "parse error: ..." in *error.
+// Safe to call from several threads at once.
 std::optional<KTJson> parse(std::string_view text, std::string* error = nullptr);
 // Compact serialisation (no pretty printing, keys in stored order).
 std::string compact(const KTJson& value);

@@ -4,7 +4,34 @@
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTLog.h"
 
+#include <thread>
+#include <vector>
+
 namespace quilt {
+
+// What reading a store's file found.
+struct KTManager::Loaded {
+    enum class Kind { Empty, Parsed, Unusable } kind = Kind::Empty;
+    KTJson value;
+    std::string error;
+};
+
+struct KTManager::Load {
+    std::thread worker;
+    Loaded loaded; // written by the worker, read after joining it
+    std::vector<std::function<void(KTJson&)>> changes;
+};
+
+KTManager::KTManager(std::string fileName)
+    : fileName_(std::move(fileName))
+{
+}
+
+KTManager::~KTManager()
+{
+    if (load_ && load_->worker.joinable())
+        load_->worker.join();
+}
 
 void KTManager::init()
 {
@@ -25,26 +52,76 @@ std::string KTManager::getPath()
     return path_;
 }
 
-void KTManager::loadJson()
+KTManager::Loaded KTManager::read(const std::string& path)
 {
-    const std::string path = getPath();
-    std::string error;
-    auto data = KTFileUtil::read(path, &error);
+    Loaded loaded;
+    auto data = KTFileUtil::read(path, &loaded.error);
     if (!data && KTFileUtil::exists(path)) {
-        setAside(error);
-        return;
+        loaded.kind = Loaded::Kind::Unusable;
+        return loaded;
     }
-    if (!data || data->empty()) {
-        json_ = KTJson::object();
-        return;
-    }
-    auto parsed = json::parse(*data, &error);
+    if (!data || data->empty())
+        return loaded;
+    auto parsed = json::parse(*data, &loaded.error);
     if (!parsed) {
-        setAside(error);
-        return;
+        loaded.kind = Loaded::Kind::Unusable;
+        return loaded;
     }
     // A top level that is not an object is kept as it is; lookups on it fail.
-    json_ = std::move(*parsed);
+    loaded.kind = Loaded::Kind::Parsed;
+    loaded.value = std::move(*parsed);
+    return loaded;
+}
+
+void KTManager::takeIn(Loaded loaded)
+{
+    switch (loaded.kind) {
+    case Loaded::Kind::Empty:
+        json_ = KTJson::object();
+        break;
+    case Loaded::Kind::Unusable:
+        setAside(loaded.error);
+        break;
+    case Loaded::Kind::Parsed:
+        json_ = std::move(loaded.value);
+        break;
+    }
+}
+
+void KTManager::loadJson()
+{
+    finishLoading();
+    takeIn(read(getPath()));
+}
+
+void KTManager::loadInBackground()
+{
+    finishLoading();
+    load_ = std::make_unique<Load>();
+    load_->worker = std::thread([load = load_.get(), path = getPath()] { load->loaded = read(path); });
+}
+
+void KTManager::finishLoading() const
+{
+    if (!load_)
+        return;
+    // Taken out first: what runs below may use json() again.
+    std::unique_ptr<Load> load = std::move(load_);
+    load->worker.join();
+    auto* self = const_cast<KTManager*>(this);
+    self->takeIn(std::move(load->loaded));
+    self->loadValues();
+    self->updateToNewFormat();
+    for (auto& change : load->changes)
+        change(self->json_);
+}
+
+void KTManager::whenLoaded(std::function<void(KTJson&)> change)
+{
+    if (load_)
+        load_->changes.push_back(std::move(change));
+    else
+        change(json_);
 }
 
 void KTManager::setAside(const std::string& why)
@@ -62,6 +139,7 @@ void KTManager::setAside(const std::string& why)
 
 void KTManager::save()
 {
+    finishLoading();
     if (json_.is_null())
         return;
     if (KTLog::debugEnabled())

@@ -4,16 +4,21 @@
 
 namespace quilt {
 
-// The process-wide instance of a store: made on first use by T::create() and
-// kept until exit. reset() exists for tests that need a fresh start.
+// The process-wide instance of a store: made on first use by T::createShared()
+// when T has one (a store that loads in the background), else by T::create(),
+// and kept until exit. reset() exists for tests that need a fresh start.
 template <class T>
 class KTShared {
 public:
     static T& get()
     {
         auto& s = slot();
-        if (!s)
-            s = T::create();
+        if (!s) {
+            if constexpr (requires { T::createShared(); })
+                s = T::createShared();
+            else
+                s = T::create();
+        }
         return *s;
     }
     static bool exists() { return slot() != nullptr; }

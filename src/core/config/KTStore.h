@@ -23,6 +23,18 @@ public:
         return store;
     }
 
+    // Like create(), but the file is read and parsed on a worker thread.
+    static std::unique_ptr<T> createLoadingInBackground()
+    {
+        auto store = std::make_unique<T>(Key{});
+        store->loadInBackground();
+        return store;
+    }
+
+    // Whether the shared instance exists and holds its file's contents:
+    // asking for its data now would not wait.
+    static bool isSharedReady() { return KTShared<T>::exists() && !sharedManager().isLoading(); }
+
 protected:
     class Key {
         Key() = default;

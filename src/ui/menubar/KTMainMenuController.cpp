@@ -55,16 +55,24 @@ void KTMainMenuController::menuWillOpen()
 
 void KTMainMenuController::refresh()
 {
-    auto names = KTBookmarksManager::sharedManager().bookmarks();
+    // A store still loading in the background is waited for only when its
+    // menu opens: until then its menu keeps what it showed (at first, empty).
+    const bool history = open_ || KTHistoryManager::isSharedReady();
+    const bool bookmarks = open_ || KTBookmarksManager::isSharedReady();
+    std::vector<std::string> names;
+    if (bookmarks)
+        names = KTBookmarksManager::sharedManager().bookmarks();
     bool canAdd = canAddBookmark && canAddBookmark();
     if (firstFill_) {
         // The empty menus get their first items even when there are none.
         firstFill_ = false;
-        fill(history_, historyShown_ = KTMainMenu::historyMenu(KTHistoryManager::sharedManager().sortedByDateNames()));
-        fill(bookmarks_, bookmarksShown_ = KTMainMenu::bookmarksMenu(names, canAdd));
+        fill(history_, historyShown_ = KTMainMenu::historyMenu({}));
+        fill(bookmarks_, bookmarksShown_ = KTMainMenu::bookmarksMenu({}, canAdd));
     }
-    refill(history_, historyShown_, KTMainMenu::historyMenu(KTHistoryManager::sharedManager().sortedByDateNames()));
-    refill(bookmarks_, bookmarksShown_, KTMainMenu::bookmarksMenu(names, canAdd));
+    if (history)
+        refill(history_, historyShown_, KTMainMenu::historyMenu(KTHistoryManager::sharedManager().sortedByDateNames()));
+    if (bookmarks)
+        refill(bookmarks_, bookmarksShown_, KTMainMenu::bookmarksMenu(names, canAdd));
     if (open_) {
         enable("add-bookmark", canAdd);
         enable("remove-bookmark", !names.empty());

@@ -12,6 +12,7 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
 
 using namespace quilt;
 using namespace quilt::test;
@@ -99,6 +100,54 @@ TEST_F(StoresTest, HistoryKeepsTheLaterVisitPerTitle)
               R"({"Inbox":{"url":"https://a.example/2","date":"2026-01-02 10:00:00Z T"}})");
     h.clearHistory();
     EXPECT_FALSE(h.getUrlByName("Inbox"));
+}
+
+// The shared history and bookmarks read their files on a worker thread. A
+// visit recorded meanwhile neither waits nor is lost: it replaces the file's
+// entry of the same title in its place, or comes after the file's entries.
+TEST_F(StoresTest, VisitsRecordedWhileTheHistoryLoadsSurviveTheSave)
+{
+    std::string text = "{";
+    for (int i = 0; i < 20000; ++i)
+        text += (i ? ",\"Page " : "\"Page ") + std::to_string(i) + "\":{\"url\":\"https://a.example/" + std::to_string(i) +
+                "\",\"date\":\"2026-01-01 10:00:00Z T\"}";
+    env.writeFile(file("history.json"), text + "}");
+    auto& h = KTHistoryManager::sharedManager();
+    ASSERT_TRUE(h.isLoading());
+    h.addUrlWithNameForDate("https://a.example/new", "New page", "2026-02-01 10:00:00Z T");
+    h.addUrlWithNameForDate("https://a.example/again", "Page 7", "2026-02-02 10:00:00Z T");
+    EXPECT_TRUE(h.isLoading()) << "recording a visit waited for the file";
+    EXPECT_FALSE(KTHistoryManager::isSharedReady());
+    h.save();
+    auto saved = json::parse(env.readFile(file("history.json")));
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->size(), 20001u);
+    EXPECT_EQ(std::next(saved->begin(), 7).key(), "Page 7");
+    EXPECT_EQ((*saved)["Page 7"]["url"], "https://a.example/again");
+    EXPECT_EQ(std::prev(saved->end()).key(), "New page");
+
+    // Cleared while loading: the file's entries go, later visits stay.
+    KTShared<KTHistoryManager>::reset();
+    auto& again = KTHistoryManager::sharedManager();
+    again.clearHistory();
+    again.addUrlWithNameForDate("https://a.example/after", "After", "2026-03-01 10:00:00Z T");
+    again.save();
+    EXPECT_EQ(env.readFile(file("history.json")),
+              R"({"After":{"url":"https://a.example/after","date":"2026-03-01 10:00:00Z T"}})");
+}
+
+TEST_F(StoresTest, UnusableBookmarksFileLoadedInTheBackgroundIsSetAside)
+{
+    env.writeFile(file("bookmark.json"), "{\"a\":");
+    auto& b = KTBookmarksManager::sharedManager();
+    b.addBookMarkForUrl("kept", "https://a.example/");
+    EXPECT_EQ(b.bookmarks(), Strings{"kept"});
+    b.save();
+    EXPECT_EQ(env.readFile(file("bookmark.json")), R"({"kept":"https://a.example/"})");
+    size_t aside = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(env.dataFolder()))
+        aside += entry.path().filename().string().rfind("bookmark.json.corrupt-", 0) == 0;
+    EXPECT_EQ(aside, 1u);
 }
 
 class TimeZone {
