@@ -7,6 +7,7 @@
 #include "support/GuiTest.h"
 
 #include "core/config/KTFileUtil.h"
+#include "core/config/KTPaths.h"
 #include "core/config/KTPlist.h"
 
 #include <signal.h>
@@ -242,6 +243,11 @@ TEST_F(EndToEndTest, ARefusedLinkOpensInTheRunningAppThatClaimsIt)
 
     AppProcess& chatProcess = launch(chat);
     ASSERT_TRUE(waitWindows(chat, 1) && waitHits("/chat/home", 1));
+    // A running app is known to the others once it is in the registry,
+    // which it joins a moment after its first page.
+    const std::string registry = KTPaths::home() + "/.QVT/.update";
+    ASSERT_TRUE(waitUntil([&] { return KTFileUtil::read(registry).value_or("").find(chat.path()) != std::string::npos; },
+                          20s));
     AppProcess& mailProcess = launch(mail);
     ASSERT_TRUE(waitHits("/chat/room", 1)) << "the room opens in Chat";
     EXPECT_TRUE(waitWindows(chat, 2)) << "in a window of the running Chat";
