@@ -367,5 +367,30 @@ TEST_F(CreationWindow, ToolWithoutArgumentsOnADesktopOpensIt)
     EXPECT_EQ(r.err, "quilt-create: --window takes no other arguments\n");
 }
 
+// With the real tool answering: the site's manifest names the app and gives
+// its icon, as a person pasting an address sees it.
+TEST_F(CreationWindow, RealProbeFillsInTheManifestsNameAndIcon)
+{
+    ::unsetenv("QUILT_CREATE_PROBE");
+    gchar* png = nullptr;
+    gsize size = 0;
+    ASSERT_TRUE(g_file_get_contents(iconFile.c_str(), &png, &size, nullptr));
+    server->route("/app", HttpPage::bytes("<!doctype html><html><head><title>Page title</title>"
+                                          "<link rel=manifest href=/app.webmanifest></head><body></body></html>",
+                                          "text/html"));
+    server->route("/app.webmanifest", HttpPage::bytes(R"({"name":"Manifest Mail","icons":[{"src":"/icon.png",)"
+                                                      R"("sizes":"64x64","type":"image/png"}]})",
+                                                      "application/manifest+json"));
+    server->route("/icon.png", HttpPage::bytes(std::string(png, size), "image/png"));
+    g_free(png);
+
+    GtkWidget* w = open();
+    ASSERT_TRUE(type(w, server->url("/app")));
+    ASSERT_TRUE(key(w, "Tab"));
+    ASSERT_TRUE(waitUntil([&] { return entry("name") == "Manifest Mail"; }, 20s)) << entry("name");
+    EXPECT_EQ(label("icon_note"), "the site's icon");
+    EXPECT_TRUE(probed().empty()) << "the stand-in was not asked";
+}
+
 } // namespace
 } // namespace quilt::test
