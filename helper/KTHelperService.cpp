@@ -193,6 +193,20 @@ gboolean KTHelperService::onPostNotification(QuiltBusQuiltHelperProtocol* object
     return TRUE;
 }
 
+namespace {
+
+// Logins as the bus sends them: an array of dictionaries.
+GVariant* listVariant(const std::vector<KTCredentials>& list)
+{
+    GVariantBuilder builder;
+    g_variant_builder_init(&builder, G_VARIANT_TYPE("aa{sv}"));
+    for (const auto& credentials : list)
+        g_variant_builder_add_value(&builder, credentials.toVariant());
+    return g_variant_builder_end(&builder);
+}
+
+} // namespace
+
 gboolean KTHelperService::onCredentialsSavedFor(QuiltBusQuiltHelperProtocol* object,
                                                 GDBusMethodInvocation* invocation, const char* url, gpointer data)
 {
@@ -203,12 +217,7 @@ gboolean KTHelperService::onCredentialsSavedFor(QuiltBusQuiltHelperProtocol* obj
     static_cast<KTHelperService*>(data)->inThread([object, invocation, site]() -> std::function<void()> {
         auto list = site ? KTKeyringStore::credentialsFor(*site) : std::vector<KTCredentials>{};
         return [object, invocation, list] {
-            GVariantBuilder builder;
-            g_variant_builder_init(&builder, G_VARIANT_TYPE("aa{sv}"));
-            for (const auto& credentials : list)
-                g_variant_builder_add_value(&builder, credentials.toVariant());
-            quilt_bus_quilt_helper_protocol_complete_credentials_saved_for(object, invocation,
-                                                                           g_variant_builder_end(&builder));
+            quilt_bus_quilt_helper_protocol_complete_credentials_saved_for(object, invocation, listVariant(list));
             g_object_unref(object);
         };
     });
@@ -297,12 +306,7 @@ gboolean KTHelperService::onLoginsSavedFor(QuiltBusQuiltHelperProtocol* object, 
                 list.push_back(std::move(credentials));
             }
         return [object, invocation, list] {
-            GVariantBuilder builder;
-            g_variant_builder_init(&builder, G_VARIANT_TYPE("aa{sv}"));
-            for (const auto& credentials : list)
-                g_variant_builder_add_value(&builder, credentials.toVariant());
-            quilt_bus_quilt_helper_protocol_complete_logins_saved_for(object, invocation,
-                                                                      g_variant_builder_end(&builder));
+            quilt_bus_quilt_helper_protocol_complete_logins_saved_for(object, invocation, listVariant(list));
             g_object_unref(object);
         };
     });
