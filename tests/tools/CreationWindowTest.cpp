@@ -341,6 +341,55 @@ TEST_F(CreationWindow, RemoveAsksThenKeepsOrDeletesTheData)
     EXPECT_EQ(onDisk(), std::vector<std::string>{"Beta"});
 }
 
+// Making an app under a name already taken asks first: Escape leaves the old
+// app as it was, Enter replaces it and its data stays.
+TEST_F(CreationWindow, SameNameAsksBeforeReplacingAndKeepsTheData)
+{
+    auto made = runProgram({QUILT_CREATE_EXE, "--no-site-identity", "--url", siteUrl + "old", "--name", "Local Site"});
+    ASSERT_EQ(made.exitCode, 0) << made.err;
+    const std::string bundle = made.outLines().back();
+    const auto uid = KTBundle(bundle).uniqueIdentifier();
+    const std::string history = dataHome() + "/Quilt/" + uid.value_or("?") + "/history.json";
+    env->writeFile(history, R"([{"url":"kept"}])");
+    auto address = [&] {
+        return KTPlist::readFile(bundle + "/Contents/Resources/QuiltCreationToolSettings.plist").value_or(KTJson())["URL"];
+    };
+
+    GtkWidget* w = open();
+    ASSERT_TRUE(type(w, siteUrl));
+    ASSERT_TRUE(waitUntil([&] { return entry("name") == "Local Site"; }));
+    auto ask = [&]() -> GtkWidget* {
+        GtkWidget* dialog = nullptr;
+        if (key(w, "alt+c"))
+            waitUntil([&] {
+                dialog = findWindow([](GtkWidget* d) {
+                    return GTK_IS_MESSAGE_DIALOG(d) && textOf(d) == "An app named “Local Site” already exists";
+                });
+                return dialog && gtk_window_is_active(GTK_WINDOW(dialog));
+            }, 60s);
+        return dialog;
+    };
+
+    GtkWidget* dialog = ask();
+    ASSERT_TRUE(dialog) << label("status");
+    ASSERT_TRUE(key(dialog, "Escape"));
+    ASSERT_TRUE(waitUntil([&] { return !findWindow([](GtkWidget* d) { return GTK_IS_MESSAGE_DIALOG(d); }); }));
+    EXPECT_EQ(label("status"), "“Local Site” is left as it was: give the new app another name to keep both.");
+    EXPECT_TRUE(waitUntil([&] { return gtk_widget_is_focus(widget("name")); })) << "to type another name";
+    EXPECT_EQ(address(), siteUrl + "old");
+
+    dialog = ask();
+    ASSERT_TRUE(dialog) << label("status");
+    ASSERT_TRUE(key(dialog, "Return"));
+    ASSERT_TRUE(waitUntil([&] { return label("status").rfind("Replaced ", 0) == 0; }, 60s)) << label("status");
+    EXPECT_EQ(label("status"), "Replaced “Local Site”; its data is kept.");
+    EXPECT_EQ(address(), siteUrl);
+    EXPECT_EQ(KTBundle(bundle).uniqueIdentifier(), uid);
+    EXPECT_EQ(KTFileUtil::read(history), R"([{"url":"kept"}])");
+    EXPECT_EQ(rows(), std::vector<std::string>{"Local Site"});
+    EXPECT_EQ(onDisk(), std::vector<std::string>{"Local Site"});
+}
+
 // A site icon that does not load must not make the tool refuse the app.
 TEST_F(CreationWindow, UnreadableSiteIconGivesALetterIcon)
 {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace quilt {
 
@@ -42,7 +43,11 @@ private:
     void showIcon(const std::optional<std::string>& path, const std::string& note);
     void chooseIcon();
     void create();
-    void created(const std::string& name, const KTToolProcess::Result& result);
+    // `named`: the arguments hold the app's name (else the tool chooses it).
+    void run(const std::vector<std::string>& argv, const std::string& name, bool named, bool replacing);
+    void created(const std::vector<std::string>& argv, const std::string& name, bool named, bool replacing,
+                 const KTToolProcess::Result& result);
+    void askReplace(const std::vector<std::string>& argv, bool named, const std::string& bundle);
     void setBusy(bool busy);
     void setStatus(const std::string& text, bool error);
 
