@@ -403,12 +403,24 @@ TEST_F(CreationWindow, UnreadableSiteIconGivesALetterIcon)
     EXPECT_EQ(onDisk(), std::vector<std::string>{"Local Site"});
 }
 
-// quilt-create alone, started from a desktop (no terminal), is the window.
+// quilt-create alone, started from a desktop (no terminal), is the window;
+// Control+W closes it and the program ends.
 TEST_F(CreationWindow, ToolWithoutArgumentsOnADesktopOpensIt)
 {
-    auto shown = [] { return runProgram({"xdotool", "search", "--onlyvisible", "--name", "^Quilt$"}, 5s).exitCode == 0; };
-    auto r = runProgram({QUILT_CREATE_EXE}, 60s, shown);
-    EXPECT_FALSE(r.exited) << "quilt-create ended instead: " << r.err;
+    const std::vector<std::string> search = {"xdotool", "search", "--onlyvisible", "--name", "^Quilt$"};
+    bool shown = false;
+    auto r = runProgram({QUILT_CREATE_EXE}, 60s, [&] {
+        if (!shown && runProgram(search, 5s).exitCode == 0) {
+            shown = true;
+            auto activate = search;
+            activate.insert(activate.end(), {"windowactivate", "--sync"});
+            runProgram(activate, 5s);
+            runProgram({"xdotool", "key", "ctrl+w"}, 5s);
+        }
+        return false;
+    });
+    EXPECT_TRUE(shown) << r.err;
+    EXPECT_TRUE(r.exited && r.exitCode == 0) << "still open after Control+W: " << r.err;
     EXPECT_EQ(r.out, "");
 
     r = runProgram({QUILT_CREATE_EXE, "--window", "--url", siteUrl});

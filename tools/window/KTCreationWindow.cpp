@@ -69,6 +69,17 @@ KTCreationWindow::KTCreationWindow(GtkApplication* application)
     createClicked_ = KTSignal(createButton_, "clicked", G_CALLBACK(+[](GtkButton*, KTCreationWindow* self) {
         self->create();
     }), this);
+    // Control+W and Control+Q close it, as they do every GNOME window; the
+    // program ends with its last window.
+    GtkAccelGroup* keys = gtk_accel_group_new();
+    for (guint key : {GDK_KEY_w, GDK_KEY_q})
+        gtk_accel_group_connect(keys, key, GDK_CONTROL_MASK, GtkAccelFlags(0),
+                                g_cclosure_new(G_CALLBACK(+[](GtkAccelGroup*, GObject* window, guint, GdkModifierType) {
+                                    gtk_window_close(GTK_WINDOW(window));
+                                    return gboolean(TRUE);
+                                }), nullptr, nullptr));
+    gtk_window_add_accel_group(window_, keys);
+    g_object_unref(keys);
     gtk_widget_grab_focus(GTK_WIDGET(address_));
 }
 
