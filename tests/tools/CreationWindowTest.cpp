@@ -339,6 +339,18 @@ TEST_F(CreationWindow, RemoveAsksThenKeepsOrDeletesTheData)
     EXPECT_TRUE(KTFileUtil::exists(dataOf["Beta"] + "/settings.json"));
     EXPECT_EQ(rows(), std::vector<std::string>{"Beta"});
     EXPECT_EQ(onDisk(), std::vector<std::string>{"Beta"});
+
+    // An app made from a terminal meanwhile is listed once the window is
+    // used again.
+    ASSERT_EQ(runProgram({QUILT_CREATE_EXE, "--no-site-identity", "--url", siteUrl, "--name", "Delta"}).exitCode, 0);
+    GtkWidget* other = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    gtk_widget_show(other);
+    runProgram({"xdotool", "windowactivate", "--sync", xidOf(other)}, 5s);
+    EXPECT_TRUE(waitUntil([&] { return !gtk_window_is_active(GTK_WINDOW(w)); }));
+    EXPECT_EQ(rows(), std::vector<std::string>{"Beta"});
+    gtk_widget_destroy(other);
+    runProgram({"xdotool", "windowactivate", "--sync", xidOf(w)}, 5s);
+    EXPECT_TRUE(waitUntil([&] { return rows() == std::vector<std::string>{"Beta", "Delta"}; }));
 }
 
 // Making an app under a name already taken asks first: Escape leaves the old
