@@ -71,43 +71,27 @@ TEST(KTProbedSite, ReadsTheProbeAndNothingElse)
         EXPECT_FALSE(KTProbedSite::parse(text)) << text;
 }
 
-// A widget of the window by its id in the .ui file.
-GtkWidget* part(GtkWidget* root, const char* id)
+// Widgets under `root`, `root` first, until `stop` holds for one: that one.
+GtkWidget* walk(GtkWidget* root, const std::function<bool(GtkWidget*)>& stop)
 {
-    if (GTK_IS_BUILDABLE(root) && g_strcmp0(gtk_buildable_get_name(GTK_BUILDABLE(root)), id) == 0)
+    if (stop(root))
         return root;
     GtkWidget* found = nullptr;
     if (GTK_IS_CONTAINER(root)) {
         GList* children = gtk_container_get_children(GTK_CONTAINER(root));
         for (GList* c = children; c && !found; c = c->next)
-            found = part(GTK_WIDGET(c->data), id);
+            found = walk(GTK_WIDGET(c->data), stop);
         g_list_free(children);
     }
     return found;
 }
 
-void labelsIn(GtkWidget* root, std::vector<std::string>& texts)
+// A widget of the window by its id in the .ui file.
+GtkWidget* part(GtkWidget* root, const char* id)
 {
-    if (GTK_IS_LABEL(root))
-        texts.push_back(gtk_label_get_text(GTK_LABEL(root)));
-    if (GTK_IS_CONTAINER(root)) {
-        GList* children = gtk_container_get_children(GTK_CONTAINER(root));
-        for (GList* c = children; c; c = c->next)
-            labelsIn(GTK_WIDGET(c->data), texts);
-        g_list_free(children);
-    }
-}
-
-void collectMnemonics(GtkWidget* root, std::vector<guint>& keys)
-{
-    if (GTK_IS_LABEL(root) && gtk_label_get_mnemonic_keyval(GTK_LABEL(root)) != GDK_KEY_VoidSymbol)
-        keys.push_back(gdk_keyval_to_lower(gtk_label_get_mnemonic_keyval(GTK_LABEL(root))));
-    if (GTK_IS_CONTAINER(root)) {
-        GList* children = gtk_container_get_children(GTK_CONTAINER(root));
-        for (GList* c = children; c; c = c->next)
-            collectMnemonics(GTK_WIDGET(c->data), keys);
-        g_list_free(children);
-    }
+    return walk(root, [&](GtkWidget* w) {
+        return GTK_IS_BUILDABLE(w) && g_strcmp0(gtk_buildable_get_name(GTK_BUILDABLE(w)), id) == 0;
+    });
 }
 
 class CreationWindow : public testing::Test {
@@ -169,9 +153,8 @@ protected:
         std::vector<std::string> names;
         GList* children = gtk_container_get_children(GTK_CONTAINER(widget("made_apps")));
         for (GList* c = children; c; c = c->next) {
-            std::vector<std::string> texts;
-            labelsIn(GTK_WIDGET(c->data), texts);
-            names.push_back(texts.empty() ? "" : texts.front());
+            GtkWidget* label = walk(GTK_WIDGET(c->data), [](GtkWidget* w) { return GTK_IS_LABEL(w); });
+            names.push_back(label ? gtk_label_get_text(GTK_LABEL(label)) : "");
         }
         g_list_free(children);
         return names;
@@ -252,7 +235,11 @@ TEST_F(CreationWindow, PersonsOwnNameStaysAndToolErrorsAreShown)
     // Each underlined letter leads to one place: a shared one would make
     // Alt+letter cycle between fields.
     std::vector<guint> keys;
-    collectMnemonics(w, keys);
+    walk(w, [&](GtkWidget* label) {
+        if (GTK_IS_LABEL(label) && gtk_label_get_mnemonic_keyval(GTK_LABEL(label)) != GDK_KEY_VoidSymbol)
+            keys.push_back(gdk_keyval_to_lower(gtk_label_get_mnemonic_keyval(GTK_LABEL(label))));
+        return false;
+    });
     std::sort(keys.begin(), keys.end());
     EXPECT_EQ(std::adjacent_find(keys.begin(), keys.end()), keys.end()) << "a letter is underlined twice";
     EXPECT_GE(keys.size(), 10u);
