@@ -397,6 +397,8 @@ TEST_F(CreationWindow, UnreadableSiteIconGivesALetterIcon)
     ASSERT_TRUE(key(w, "Tab"));
     ASSERT_TRUE(waitUntil([&] { return entry("name") == "Local Site"; }));
     EXPECT_EQ(label("icon_note"), "a letter icon: the site offers none that loads");
+    // The letter the app will get, shown as it will look, not a stand-in.
+    EXPECT_EQ(gtk_image_get_storage_type(GTK_IMAGE(widget("icon_preview"))), GTK_IMAGE_PIXBUF);
     ASSERT_TRUE(key(w, "alt+c"));
     ASSERT_TRUE(waitUntil([&] { return label("status").rfind("Made ", 0) == 0; }, 60s)) << label("status");
     EXPECT_EQ(onDisk(), std::vector<std::string>{"Local Site"});

@@ -1,7 +1,9 @@
 #include "KTCreationWindow.h"
 
 #include "KTCreateFailure.h"
+#include "KTIconMaker.h"
 #include "KTProbedSite.h"
+#include "KTSiteAddress.h"
 #include "core/config/KTBundle.h"
 #include "core/config/KTFileUtil.h"
 
@@ -62,6 +64,8 @@ KTCreationWindow::KTCreationWindow(GtkApplication* application)
         // Emptied again, the name is the site's to fill in once more.
         if (!self->filling_)
             self->nameEdited_ = gtk_entry_get_text_length(entry) > 0;
+        if (self->letterShown_)
+            self->showLetterIcon();
     }), this);
     chooseClicked_ = KTSignal(ui_.get("choose_icon"), "clicked", G_CALLBACK(+[](GtkButton*, KTCreationWindow* self) {
         self->chooseIcon();
@@ -166,8 +170,10 @@ void KTCreationWindow::fillIn(const KTProbedSite& site)
     siteIcon_ = site.iconFile;
     if (siteIcon_ && !gdk_pixbuf_get_file_info(siteIcon_->c_str(), nullptr, nullptr))
         siteIcon_.reset();
-    if (!chosenIcon_)
-        showIcon(siteIcon_, siteIcon_ ? "the site's icon" : "a letter icon: the site offers none that loads");
+    if (!chosenIcon_ && siteIcon_)
+        showIcon(siteIcon_, "the site's icon");
+    else if (!chosenIcon_)
+        showLetterIcon();
     std::string warnings;
     for (const auto& w : site.warnings)
         warnings += (warnings.empty() ? "" : "\n") + w;
@@ -187,6 +193,23 @@ void KTCreationWindow::showIcon(const std::optional<std::string>& path, const st
         gtk_image_set_pixel_size(preview, 48);
     }
     gtk_label_set_text(ui_.get<GtkLabel>("icon_note"), note.c_str());
+    letterShown_ = false;
+}
+
+// What the tool draws without an icon: the name's initial (the host's when
+// there is no name) on the site's own colour.
+void KTCreationWindow::showLetterIcon()
+{
+    auto site = KTSiteAddress::parse(KTCreationRequest::normaliseAddress(entryText(address_)));
+    const std::string name = entryText(name_);
+    auto letter = site ? KTIconMaker::generate(KTIconMaker::initialOf(name.empty() ? site->displayDomain() : name),
+                                               site->registrableDomain(), 48)
+                       : GRef<GdkPixbuf>();
+    if (!letter)
+        return showIcon(std::nullopt, "a letter icon: the site offers none that loads");
+    gtk_image_set_from_pixbuf(ui_.get<GtkImage>("icon_preview"), letter.get());
+    gtk_label_set_text(ui_.get<GtkLabel>("icon_note"), "a letter icon: the site offers none that loads");
+    letterShown_ = true;
 }
 
 void KTCreationWindow::chooseIcon()

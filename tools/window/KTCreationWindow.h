@@ -41,6 +41,7 @@ private:
     void probed(const std::string& url, const KTToolProcess::Result& result);
     void fillIn(const KTProbedSite& site);
     void showIcon(const std::optional<std::string>& path, const std::string& note);
+    void showLetterIcon();
     void chooseIcon();
     void create();
     // `named`: the arguments hold the app's name (else the tool chooses it).
@@ -66,6 +67,7 @@ private:
     // The site fills in only what the person has not changed.
     bool filling_ = false;
     bool nameEdited_ = false;
+    bool letterShown_ = false; // follows the name's initial
     std::optional<std::string> siteIcon_, chosenIcon_;
 
     KTSignal addressChanged_, addressFocusOut_, nameChanged_, chooseClicked_, createClicked_;
