@@ -86,9 +86,14 @@ std::string readScript(const std::string& path)
     return *text;
 }
 
+std::string destinationOf(const KTCreateOptions& options)
+{
+    return stripSlash(absolutePath(options.dest.value_or(KTAppRegistry::defaultAppsFolder())));
+}
+
 std::string prepareDestination(const KTCreateOptions& options)
 {
-    const std::string dest = absolutePath(options.dest.value_or(KTAppRegistry::defaultAppsFolder()));
+    const std::string dest = destinationOf(options);
     if (dest.find('%') != std::string::npos)
         throw KTCreateFailure::badInput(KTCreateOptions::kPercentProblem);
     std::string error;
@@ -96,7 +101,20 @@ std::string prepareDestination(const KTCreateOptions& options)
         throw KTCreateFailure::badInput("cannot use the destination " + dest + ": " + error);
     if (::access(dest.c_str(), W_OK | X_OK) != 0)
         throw KTCreateFailure::badInput("cannot write to the destination " + dest + ": " + std::strerror(errno));
-    return stripSlash(dest);
+    return dest;
+}
+
+// Something already at the app's place: a folder that is not an app is
+// never replaced, an app only when asked to (--force).
+void checkTarget(const std::string& target, const std::string& name, bool force)
+{
+    if (!KTFileUtil::exists(target))
+        return;
+    if (!KTAppRegistry::isAppBundle(target))
+        throw KTCreateFailure::badInput(target + " exists and is not an app bundle; not replacing it");
+    if (!force)
+        throw KTCreateFailure::nameTaken(target, "an app named \"" + name + "\" already exists at " + target
+                                                     + " (use --force to replace it)");
 }
 
 void makeFolderOrFail(const std::string& path)
@@ -301,12 +319,8 @@ CreationPlan planCreation(const KTCreateOptions& options)
 
     plan.dest = prepareDestination(options);
     plan.target = plan.dest + "/" + plan.name + ".app";
+    checkTarget(plan.target, plan.name, options.force);
     plan.replacing = KTFileUtil::exists(plan.target);
-    if (plan.replacing && !options.force)
-        throw KTCreateFailure::badInput("an app named \"" + plan.name + "\" already exists at " + plan.target
-                                        + " (use --force to replace it)");
-    if (plan.replacing && !KTAppRegistry::isAppBundle(plan.target))
-        throw KTCreateFailure::badInput(plan.target + " exists and is not an app bundle; not replacing it");
 
     // A replaced app keeps its identifier, and with it its data folder.
     plan.uniqueId = (plan.replacing ? KTBundle(plan.target).uniqueIdentifier() : std::nullopt).value_or(newUniqueId());
@@ -484,6 +498,8 @@ int KTAppCreator::run(const std::vector<std::string>& args)
         out_.flush();
         return 0;
     } catch (const KTCreateFailure& failure) {
+        if (!failure.bundle().empty())
+            out_ << failure.bundle() << std::endl;
         err_ << "quilt-create: " << oneLine(failure.what()) << std::endl;
         return failure.exitCode();
     } catch (const std::exception& e) {
@@ -524,6 +540,9 @@ std::string KTAppCreator::findTemplate(const std::optional<std::string>& option)
 std::string KTAppCreator::create(const KTCreateOptions& given)
 {
     KTCreateOptions options = given;
+    // A name given is checked before the site is read, which takes seconds.
+    if (given.name)
+        checkTarget(destinationOf(given) + "/" + *given.name + ".app", *given.name, given.force);
     if (given.siteIdentity) {
         std::string error;
         auto site = KTSiteAddress::parse(given.url, &error);

@@ -287,7 +287,8 @@ Options for making an app:
                          data and any data files changed since it was made
 
 Patterns are split at "*"; each piece must occur in the address, in order.
-Exit status: 0 done, 1 failure while writing, 2 bad arguments or input.
+Exit status: 0 done, 1 failure while writing, 2 bad arguments or input,
+3 an app of that name exists (its bundle is printed; --force replaces it).
 )";
 }
 

@@ -1,7 +1,8 @@
 #include "KTSiteProbe.h"
 
+#include "KTProbeCache.h"
+
 #include "core/config/GRef.h"
-#include "core/config/KTFileUtil.h"
 
 #include <gdk-pixbuf/gdk-pixbuf.h>
 #include <libsoup/soup.h>
@@ -303,6 +304,40 @@ std::string hostOf(const std::string& url)
 
 KTJson optionalText(const std::optional<std::string>& s) { return s ? KTJson(*s) : KTJson(); }
 
+// The first of the site's icons that can be fetched and decoded, kept in the
+// cache; nothing, with a warning, when none can.
+std::optional<std::string> bestIcon(KTSiteProbe::Result& result, const KTSiteProbe::Limits& limits,
+                                    const Fetcher& fetcher, const Deadline& deadline, const KTProbeCache& cache)
+{
+    // A broken one gives way to the next.
+    std::string firstProblem;
+    int tries = 0;
+    for (const auto& icon : result.identity.icons) {
+        if (tries++ == limits.maxIconTries || deadline.expired())
+            break;
+        Fetched bytes = fetcher.get(icon.url, limits.maxIconBytes, false);
+        std::string error = bytes.error;
+        GRef<GdkPixbuf> pixbuf;
+        if (bytes.ok)
+            pixbuf = decodeIcon(bytes.body, limits.maxIconSide, &error);
+        if (!pixbuf) {
+            if (firstProblem.empty())
+                firstProblem = KTSiteProbe::shown(icon.url) + ": " + error;
+            continue;
+        }
+        std::string writeError = "cannot encode it as PNG";
+        auto png = pngOf(pixbuf.get());
+        auto path = png ? cache.store(result.url, *png, &writeError) : std::nullopt;
+        if (!path)
+            result.warnings.push_back("cannot keep the site's icon in " + cache.folder() + ": " + writeError);
+        return path;
+    }
+    result.warnings.push_back(
+        firstProblem.empty() ? "no icon could be fetched from " + hostOf(result.url) + " in time; the icon is generated"
+                             : "no usable icon (" + firstProblem + "); the icon is generated");
+    return std::nullopt;
+}
+
 } // namespace
 
 KTSiteProbe::KTSiteProbe()
@@ -358,41 +393,10 @@ KTSiteProbe::Result KTSiteProbe::probe(const KTSiteAddress& site, const std::str
                                   + "); nothing is taken from the site");
     }
     result.identity = KTSiteIdentity::combine(head, manifest, result.url);
-    if (!result.reached)
-        return result;
-
-    // The best icon that can be had: a broken one gives way to the next.
-    std::string firstProblem;
-    int tries = 0;
-    for (const auto& icon : result.identity.icons) {
-        if (tries++ == limits_.maxIconTries || deadline.expired())
-            break;
-        Fetched bytes = fetcher.get(icon.url, limits_.maxIconBytes, false);
-        std::string error = bytes.error;
-        GRef<GdkPixbuf> pixbuf;
-        if (bytes.ok)
-            pixbuf = decodeIcon(bytes.body, limits_.maxIconSide, &error);
-        if (!pixbuf) {
-            if (firstProblem.empty())
-                firstProblem = shown(icon.url) + ": " + error;
-            continue;
-        }
-        std::string writeError;
-        gchar* key = g_compute_checksum_for_string(G_CHECKSUM_SHA256, result.url.c_str(), -1);
-        const std::string path = cacheFolder + "/" + std::string(key).substr(0, 32) + ".png";
-        g_free(key);
-        auto png = pngOf(pixbuf.get());
-        if (!KTFileUtil::makeDirectories(cacheFolder, &writeError) || !png
-            || !KTFileUtil::writeAtomically(path, *png, &writeError)) {
-            result.warnings.push_back("cannot keep the site's icon in " + cacheFolder + ": " + writeError);
-            return result;
-        }
-        result.iconFile = path;
-        return result;
-    }
-    result.warnings.push_back(
-        firstProblem.empty() ? "no icon could be fetched from " + hostOf(result.url) + " in time; the icon is generated"
-                             : "no usable icon (" + firstProblem + "); the icon is generated");
+    const KTProbeCache cache(cacheFolder);
+    if (result.reached)
+        result.iconFile = bestIcon(result, limits_, fetcher, deadline, cache);
+    cache.prune(result.iconFile);
     return result;
 }
 

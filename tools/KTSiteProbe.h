@@ -43,7 +43,8 @@ public:
     KTSiteProbe();
     explicit KTSiteProbe(Limits limits);
 
-    // Icons are written to `cacheFolder` (made when needed).
+    // Icons are written to `cacheFolder` (made when needed), which is pruned
+    // on the way out (see KTProbeCache).
     Result probe(const KTSiteAddress& site, const std::string& cacheFolder = defaultCacheFolder()) const;
 
     // $XDG_CACHE_HOME/quilt/probe

@@ -14,6 +14,7 @@ add_library(quilt_create_lib STATIC
   ${CMAKE_CURRENT_LIST_DIR}/KTRollback.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTIconMaker.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTInterruption.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/KTProbeCache.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTSiteAddress.cpp
   ${CMAKE_CURRENT_LIST_DIR}/KTSiteProbe.cpp
 )

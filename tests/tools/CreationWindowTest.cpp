@@ -71,43 +71,27 @@ TEST(KTProbedSite, ReadsTheProbeAndNothingElse)
         EXPECT_FALSE(KTProbedSite::parse(text)) << text;
 }
 
-// A widget of the window by its id in the .ui file.
-GtkWidget* part(GtkWidget* root, const char* id)
+// Widgets under `root`, `root` first, until `stop` holds for one: that one.
+GtkWidget* walk(GtkWidget* root, const std::function<bool(GtkWidget*)>& stop)
 {
-    if (GTK_IS_BUILDABLE(root) && g_strcmp0(gtk_buildable_get_name(GTK_BUILDABLE(root)), id) == 0)
+    if (stop(root))
         return root;
     GtkWidget* found = nullptr;
     if (GTK_IS_CONTAINER(root)) {
         GList* children = gtk_container_get_children(GTK_CONTAINER(root));
         for (GList* c = children; c && !found; c = c->next)
-            found = part(GTK_WIDGET(c->data), id);
+            found = walk(GTK_WIDGET(c->data), stop);
         g_list_free(children);
     }
     return found;
 }
 
-void labelsIn(GtkWidget* root, std::vector<std::string>& texts)
+// A widget of the window by its id in the .ui file.
+GtkWidget* part(GtkWidget* root, const char* id)
 {
-    if (GTK_IS_LABEL(root))
-        texts.push_back(gtk_label_get_text(GTK_LABEL(root)));
-    if (GTK_IS_CONTAINER(root)) {
-        GList* children = gtk_container_get_children(GTK_CONTAINER(root));
-        for (GList* c = children; c; c = c->next)
-            labelsIn(GTK_WIDGET(c->data), texts);
-        g_list_free(children);
-    }
-}
-
-void collectMnemonics(GtkWidget* root, std::vector<guint>& keys)
-{
-    if (GTK_IS_LABEL(root) && gtk_label_get_mnemonic_keyval(GTK_LABEL(root)) != GDK_KEY_VoidSymbol)
-        keys.push_back(gdk_keyval_to_lower(gtk_label_get_mnemonic_keyval(GTK_LABEL(root))));
-    if (GTK_IS_CONTAINER(root)) {
-        GList* children = gtk_container_get_children(GTK_CONTAINER(root));
-        for (GList* c = children; c; c = c->next)
-            collectMnemonics(GTK_WIDGET(c->data), keys);
-        g_list_free(children);
-    }
+    return walk(root, [&](GtkWidget* w) {
+        return GTK_IS_BUILDABLE(w) && g_strcmp0(gtk_buildable_get_name(GTK_BUILDABLE(w)), id) == 0;
+    });
 }
 
 class CreationWindow : public testing::Test {
@@ -169,9 +153,8 @@ protected:
         std::vector<std::string> names;
         GList* children = gtk_container_get_children(GTK_CONTAINER(widget("made_apps")));
         for (GList* c = children; c; c = c->next) {
-            std::vector<std::string> texts;
-            labelsIn(GTK_WIDGET(c->data), texts);
-            names.push_back(texts.empty() ? "" : texts.front());
+            GtkWidget* label = walk(GTK_WIDGET(c->data), [](GtkWidget* w) { return GTK_IS_LABEL(w); });
+            names.push_back(label ? gtk_label_get_text(GTK_LABEL(label)) : "");
         }
         g_list_free(children);
         return names;
@@ -252,7 +235,11 @@ TEST_F(CreationWindow, PersonsOwnNameStaysAndToolErrorsAreShown)
     // Each underlined letter leads to one place: a shared one would make
     // Alt+letter cycle between fields.
     std::vector<guint> keys;
-    collectMnemonics(w, keys);
+    walk(w, [&](GtkWidget* label) {
+        if (GTK_IS_LABEL(label) && gtk_label_get_mnemonic_keyval(GTK_LABEL(label)) != GDK_KEY_VoidSymbol)
+            keys.push_back(gdk_keyval_to_lower(gtk_label_get_mnemonic_keyval(GTK_LABEL(label))));
+        return false;
+    });
     std::sort(keys.begin(), keys.end());
     EXPECT_EQ(std::adjacent_find(keys.begin(), keys.end()), keys.end()) << "a letter is underlined twice";
     EXPECT_GE(keys.size(), 10u);
@@ -339,6 +326,67 @@ TEST_F(CreationWindow, RemoveAsksThenKeepsOrDeletesTheData)
     EXPECT_TRUE(KTFileUtil::exists(dataOf["Beta"] + "/settings.json"));
     EXPECT_EQ(rows(), std::vector<std::string>{"Beta"});
     EXPECT_EQ(onDisk(), std::vector<std::string>{"Beta"});
+
+    // An app made from a terminal meanwhile is listed once the window is
+    // used again.
+    ASSERT_EQ(runProgram({QUILT_CREATE_EXE, "--no-site-identity", "--url", siteUrl, "--name", "Delta"}).exitCode, 0);
+    GtkWidget* other = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    gtk_widget_show(other);
+    runProgram({"xdotool", "windowactivate", "--sync", xidOf(other)}, 5s);
+    EXPECT_TRUE(waitUntil([&] { return !gtk_window_is_active(GTK_WINDOW(w)); }));
+    EXPECT_EQ(rows(), std::vector<std::string>{"Beta"});
+    gtk_widget_destroy(other);
+    runProgram({"xdotool", "windowactivate", "--sync", xidOf(w)}, 5s);
+    EXPECT_TRUE(waitUntil([&] { return rows() == std::vector<std::string>{"Beta", "Delta"}; }));
+}
+
+// Making an app under a name already taken asks first: Escape leaves the old
+// app as it was, Enter replaces it and its data stays.
+TEST_F(CreationWindow, SameNameAsksBeforeReplacingAndKeepsTheData)
+{
+    auto made = runProgram({QUILT_CREATE_EXE, "--no-site-identity", "--url", siteUrl + "old", "--name", "Local Site"});
+    ASSERT_EQ(made.exitCode, 0) << made.err;
+    const std::string bundle = made.outLines().back();
+    const auto uid = KTBundle(bundle).uniqueIdentifier();
+    const std::string history = dataHome() + "/Quilt/" + uid.value_or("?") + "/history.json";
+    env->writeFile(history, R"([{"url":"kept"}])");
+    auto address = [&] {
+        return KTPlist::readFile(bundle + "/Contents/Resources/QuiltCreationToolSettings.plist").value_or(KTJson())["URL"];
+    };
+
+    GtkWidget* w = open();
+    ASSERT_TRUE(type(w, siteUrl));
+    ASSERT_TRUE(waitUntil([&] { return entry("name") == "Local Site"; }));
+    auto ask = [&]() -> GtkWidget* {
+        GtkWidget* dialog = nullptr;
+        if (key(w, "alt+c"))
+            waitUntil([&] {
+                dialog = findWindow([](GtkWidget* d) {
+                    return GTK_IS_MESSAGE_DIALOG(d) && textOf(d) == "An app named “Local Site” already exists";
+                });
+                return dialog && gtk_window_is_active(GTK_WINDOW(dialog));
+            }, 60s);
+        return dialog;
+    };
+
+    GtkWidget* dialog = ask();
+    ASSERT_TRUE(dialog) << label("status");
+    ASSERT_TRUE(key(dialog, "Escape"));
+    ASSERT_TRUE(waitUntil([&] { return !findWindow([](GtkWidget* d) { return GTK_IS_MESSAGE_DIALOG(d); }); }));
+    EXPECT_EQ(label("status"), "“Local Site” is left as it was: give the new app another name to keep both.");
+    EXPECT_TRUE(waitUntil([&] { return gtk_widget_is_focus(widget("name")); })) << "to type another name";
+    EXPECT_EQ(address(), siteUrl + "old");
+
+    dialog = ask();
+    ASSERT_TRUE(dialog) << label("status");
+    ASSERT_TRUE(key(dialog, "Return"));
+    ASSERT_TRUE(waitUntil([&] { return label("status").rfind("Replaced ", 0) == 0; }, 60s)) << label("status");
+    EXPECT_EQ(label("status"), "Replaced “Local Site”; its data is kept.");
+    EXPECT_EQ(address(), siteUrl);
+    EXPECT_EQ(KTBundle(bundle).uniqueIdentifier(), uid);
+    EXPECT_EQ(KTFileUtil::read(history), R"([{"url":"kept"}])");
+    EXPECT_EQ(rows(), std::vector<std::string>{"Local Site"});
+    EXPECT_EQ(onDisk(), std::vector<std::string>{"Local Site"});
 }
 
 // A site icon that does not load must not make the tool refuse the app.
@@ -349,17 +397,31 @@ TEST_F(CreationWindow, UnreadableSiteIconGivesALetterIcon)
     ASSERT_TRUE(key(w, "Tab"));
     ASSERT_TRUE(waitUntil([&] { return entry("name") == "Local Site"; }));
     EXPECT_EQ(label("icon_note"), "a letter icon: the site offers none that loads");
+    // The letter the app will get, shown as it will look, not a stand-in.
+    EXPECT_EQ(gtk_image_get_storage_type(GTK_IMAGE(widget("icon_preview"))), GTK_IMAGE_PIXBUF);
     ASSERT_TRUE(key(w, "alt+c"));
     ASSERT_TRUE(waitUntil([&] { return label("status").rfind("Made ", 0) == 0; }, 60s)) << label("status");
     EXPECT_EQ(onDisk(), std::vector<std::string>{"Local Site"});
 }
 
-// quilt-create alone, started from a desktop (no terminal), is the window.
+// quilt-create alone, started from a desktop (no terminal), is the window;
+// Control+W closes it and the program ends.
 TEST_F(CreationWindow, ToolWithoutArgumentsOnADesktopOpensIt)
 {
-    auto shown = [] { return runProgram({"xdotool", "search", "--onlyvisible", "--name", "^Quilt$"}, 5s).exitCode == 0; };
-    auto r = runProgram({QUILT_CREATE_EXE}, 60s, shown);
-    EXPECT_FALSE(r.exited) << "quilt-create ended instead: " << r.err;
+    const std::vector<std::string> search = {"xdotool", "search", "--onlyvisible", "--name", "^Quilt$"};
+    bool shown = false;
+    auto r = runProgram({QUILT_CREATE_EXE}, 60s, [&] {
+        if (!shown && runProgram(search, 5s).exitCode == 0) {
+            shown = true;
+            auto activate = search;
+            activate.insert(activate.end(), {"windowactivate", "--sync"});
+            runProgram(activate, 5s);
+            runProgram({"xdotool", "key", "ctrl+w"}, 5s);
+        }
+        return false;
+    });
+    EXPECT_TRUE(shown) << r.err;
+    EXPECT_TRUE(r.exited && r.exitCode == 0) << "still open after Control+W: " << r.err;
     EXPECT_EQ(r.out, "");
 
     r = runProgram({QUILT_CREATE_EXE, "--window", "--url", siteUrl});

@@ -374,7 +374,8 @@ TEST_F(QuiltCreate, RefusesAnExistingNameWithoutForce)
     const std::string bundle = make({"--url", "https://example.org", "--name", "Site"});
     const std::string uid = uniqueIdOf(bundle);
     auto r = tool({"--url", "https://other.example", "--name", "Site"});
-    EXPECT_EQ(r.exitCode, 2);
+    EXPECT_EQ(r.exitCode, 3);
+    EXPECT_EQ(r.out, bundle + "\n") << "the app in the way, for the creation window to offer replacing";
     ASSERT_EQ(r.errLines().size(), 1u) << r.err;
     EXPECT_TRUE(r.err.find("already exists") != r.err.npos && r.err.find("--force") != r.err.npos) << r.err;
     EXPECT_EQ(uniqueIdOf(bundle), uid);
@@ -384,9 +385,12 @@ TEST_F(QuiltCreate, RefusesAnExistingNameWithoutForce)
 
     // --force does not replace a folder that is not an app.
     env.writeFile(appsFolder() + "/Notes.app/notes.txt", "mine");
-    r = tool({"--url", "https://example.org", "--name", "Notes", "--force"});
-    EXPECT_EQ(r.exitCode, 2);
-    EXPECT_NE(r.err.find("not an app bundle"), std::string::npos) << r.err;
+    for (bool force : {false, true}) {
+        r = tool(force ? std::vector<std::string> {"--url", "https://example.org", "--name", "Notes", "--force"}
+                       : std::vector<std::string> {"--url", "https://example.org", "--name", "Notes"});
+        EXPECT_EQ(r.exitCode, 2);
+        EXPECT_NE(r.err.find("not an app bundle"), std::string::npos) << r.err;
+    }
     EXPECT_EQ(env.readFile(appsFolder() + "/Notes.app/notes.txt"), "mine");
 }
 

@@ -13,7 +13,10 @@
 #include <gdk-pixbuf/gdk-pixbuf.h>
 #include <libsoup/soup.h>
 
+#include <fcntl.h>
 #include <map>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <thread>
 
 namespace quilt::test {
@@ -284,6 +287,53 @@ TEST_F(SiteIdentity, BrokenOrMissingPartsAreOneWarningNeverAFailure)
     EXPECT_EQ(json["name"], "127.0.0.1");
     EXPECT_TRUE(json["iconFile"].is_null());
     EXPECT_EQ(json["warnings"].size(), 1u);
+}
+
+// The icon cache is pruned on every probe: too old, too many, too large go,
+// the icon just fetched stays; a link in the folder's place is left alone.
+TEST_F(SiteIdentity, ProbeCacheIsPrunedAndKeepsTheFreshIcon)
+{
+    SiteServer site({{"/", {headPage(R"(<title>Cached</title><link rel="icon" href="/i.png">)")}},
+                     {"/i.png", png(32, 0xff0000ffu)}});
+    const std::string cache = env.home() + "/.cache/quilt/probe";
+    const time_t now = ::time(nullptr);
+    auto put = [&](const std::string& name, time_t mtime, off_t size = 4) {
+        env.writeFile(cache + "/" + name, "data");
+        ASSERT_EQ(::truncate((cache + "/" + name).c_str(), size), 0); // sparse: no real disk used
+        const timespec times[2] = {{mtime, 0}, {mtime, 0}};
+        ASSERT_EQ(::utimensat(AT_FDCWD, (cache + "/" + name).c_str(), times, 0), 0);
+    };
+    put("stale.png", now - 2 * 24 * 3600);
+    // Dated after the icon about to be fetched (a clock set back), so only
+    // being spared keeps it.
+    for (int i = 0; i < 60; ++i)
+        put("f" + std::to_string(100 + i) + ".png", now + 3600 + i);
+    put("huge.png", now + 7200, 21 << 20);
+    env.writeFile(cache + "/not-ours/file", "kept");
+
+    auto probe = tool({"--probe", site.url()});
+    const std::string icon = json::parse(probe.out).value_or(KTJson())["iconFile"].get<std::string>();
+    ASSERT_TRUE(KTFileUtil::exists(icon)) << probe.out;
+    auto left = folderEntries(cache);
+    std::vector<std::string> expected = {KTFileUtil::lastComponent(icon)};
+    for (int i = 11; i < 60; ++i) // the newest 49 besides the icon
+        expected.push_back("f" + std::to_string(100 + i) + ".png");
+    expected.push_back("not-ours");
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(left, expected);
+
+    // A link in its place: no icon kept there, nothing pruned, one warning.
+    const std::string elsewhere = env.root() + "/elsewhere";
+    env.writeFile(elsewhere + "/old.png", "old");
+    const timespec old[2] = {{now - 9 * 24 * 3600, 0}, {now - 9 * 24 * 3600, 0}};
+    ::utimensat(AT_FDCWD, (elsewhere + "/old.png").c_str(), old, 0);
+    ASSERT_TRUE(KTFileUtil::removeTree(cache));
+    ASSERT_EQ(::symlink(elsewhere.c_str(), cache.c_str()), 0);
+    probe = tool({"--probe", site.url()});
+    auto json = json::parse(probe.out).value_or(KTJson());
+    EXPECT_TRUE(json["iconFile"].is_null()) << probe.out;
+    EXPECT_EQ(json["warnings"], (KTJson {"cannot keep the site's icon in " + cache + ": it is a symbolic link, so it is left alone"}));
+    EXPECT_EQ(folderEntries(elsewhere), std::vector<std::string>{"old.png"});
 }
 
 TEST_F(SiteIdentity, HostileSitesCannotHoldOrRedirectTheTool)

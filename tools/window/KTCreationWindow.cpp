@@ -1,8 +1,15 @@
 #include "KTCreationWindow.h"
 
+#include "KTCreateFailure.h"
+#include "KTIconMaker.h"
 #include "KTProbedSite.h"
+#include "KTSiteAddress.h"
+#include "core/config/KTBundle.h"
+#include "core/config/KTFileUtil.h"
 
 #include <gtk/gtk.h>
+
+#include <algorithm>
 
 namespace quilt {
 
@@ -13,6 +20,20 @@ constexpr const char* kResource = "/org/quilt/Create/creation-window.ui";
 std::string entryText(GtkEntry* entry) { return gtk_entry_get_text(entry); }
 
 std::string fileName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+std::string lastLine(std::string text)
+{
+    while (!text.empty() && text.back() == '\n')
+        text.pop_back();
+    return text.substr(text.rfind('\n') == std::string::npos ? 0 : text.rfind('\n') + 1);
+}
+
+// What a replace question answers for.
+struct PendingReplace {
+    std::vector<std::string> argv;
+    bool named;
+    std::string name;
+};
 
 } // namespace
 
@@ -43,6 +64,8 @@ KTCreationWindow::KTCreationWindow(GtkApplication* application)
         // Emptied again, the name is the site's to fill in once more.
         if (!self->filling_)
             self->nameEdited_ = gtk_entry_get_text_length(entry) > 0;
+        if (self->letterShown_)
+            self->showLetterIcon();
     }), this);
     chooseClicked_ = KTSignal(ui_.get("choose_icon"), "clicked", G_CALLBACK(+[](GtkButton*, KTCreationWindow* self) {
         self->chooseIcon();
@@ -50,6 +73,17 @@ KTCreationWindow::KTCreationWindow(GtkApplication* application)
     createClicked_ = KTSignal(createButton_, "clicked", G_CALLBACK(+[](GtkButton*, KTCreationWindow* self) {
         self->create();
     }), this);
+    // Control+W and Control+Q close it, as they do every GNOME window; the
+    // program ends with its last window.
+    GtkAccelGroup* keys = gtk_accel_group_new();
+    for (guint key : {GDK_KEY_w, GDK_KEY_q})
+        gtk_accel_group_connect(keys, key, GDK_CONTROL_MASK, GtkAccelFlags(0),
+                                g_cclosure_new(G_CALLBACK(+[](GtkAccelGroup*, GObject* window, guint, GdkModifierType) {
+                                    gtk_window_close(GTK_WINDOW(window));
+                                    return gboolean(TRUE);
+                                }), nullptr, nullptr));
+    gtk_window_add_accel_group(window_, keys);
+    g_object_unref(keys);
     gtk_widget_grab_focus(GTK_WIDGET(address_));
 }
 
@@ -72,6 +106,10 @@ KTCreationRequest KTCreationWindow::request() const
     r.address = entryText(address_);
     r.name = entryText(name_);
     r.iconPath = chosenIcon_ ? *chosenIcon_ : siteIcon_.value_or("");
+    // The probe's cache is pruned: an icon read long ago may be gone, and
+    // without one the tool reads the site itself.
+    if (!chosenIcon_ && !KTFileUtil::exists(r.iconPath))
+        r.iconPath.clear();
     r.windowSize = entryText(ui_.get<GtkEntry>("window_size"));
     GtkTextBuffer* allow = ui_.get<GtkTextBuffer>("allow_buffer");
     GtkTextIter start, end;
@@ -132,8 +170,10 @@ void KTCreationWindow::fillIn(const KTProbedSite& site)
     siteIcon_ = site.iconFile;
     if (siteIcon_ && !gdk_pixbuf_get_file_info(siteIcon_->c_str(), nullptr, nullptr))
         siteIcon_.reset();
-    if (!chosenIcon_)
-        showIcon(siteIcon_, siteIcon_ ? "the site's icon" : "a letter icon: the site offers none that loads");
+    if (!chosenIcon_ && siteIcon_)
+        showIcon(siteIcon_, "the site's icon");
+    else if (!chosenIcon_)
+        showLetterIcon();
     std::string warnings;
     for (const auto& w : site.warnings)
         warnings += (warnings.empty() ? "" : "\n") + w;
@@ -153,6 +193,23 @@ void KTCreationWindow::showIcon(const std::optional<std::string>& path, const st
         gtk_image_set_pixel_size(preview, 48);
     }
     gtk_label_set_text(ui_.get<GtkLabel>("icon_note"), note.c_str());
+    letterShown_ = false;
+}
+
+// What the tool draws without an icon: the name's initial (the host's when
+// there is no name) on the site's own colour.
+void KTCreationWindow::showLetterIcon()
+{
+    auto site = KTSiteAddress::parse(KTCreationRequest::normaliseAddress(entryText(address_)));
+    const std::string name = entryText(name_);
+    auto letter = site ? KTIconMaker::generate(KTIconMaker::initialOf(name.empty() ? site->displayDomain() : name),
+                                               site->registrableDomain(), 48)
+                       : GRef<GdkPixbuf>();
+    if (!letter)
+        return showIcon(std::nullopt, "a letter icon: the site offers none that loads");
+    gtk_image_set_from_pixbuf(ui_.get<GtkImage>("icon_preview"), letter.get());
+    gtk_label_set_text(ui_.get<GtkLabel>("icon_note"), "a letter icon: the site offers none that loads");
+    letterShown_ = true;
 }
 
 void KTCreationWindow::chooseIcon()
@@ -192,27 +249,84 @@ void KTCreationWindow::create()
     }
     std::vector<std::string> argv = r.arguments();
     argv.insert(argv.begin(), KTToolProcess::createTool());
-    const std::string name = r.name.empty() ? KTCreationRequest::normaliseAddress(r.address) : r.name;
-    setBusy(true);
-    setStatus("Making “" + name + "”…", false);
-    creation_.start(argv, [this, name](const KTToolProcess::Result& result) { created(name, result); });
+    const bool named = std::find(argv.begin(), argv.end(), "--name") != argv.end();
+    run(argv, named ? r.name : KTCreationRequest::normaliseAddress(r.address), named, false);
 }
 
-void KTCreationWindow::created(const std::string& name, const KTToolProcess::Result& result)
+void KTCreationWindow::run(const std::vector<std::string>& argv, const std::string& name, bool named, bool replacing)
+{
+    setBusy(true);
+    setStatus((replacing ? "Replacing “" : "Making “") + name + "”…", false);
+    creation_.start(argv, [=, this](const KTToolProcess::Result& result) {
+        created(argv, name, named, replacing, result);
+    });
+}
+
+void KTCreationWindow::created(const std::vector<std::string>& argv, const std::string& name, bool named,
+                               bool replacing, const KTToolProcess::Result& result)
 {
     setBusy(false);
+    // The tool's last line is the bundle's path: the one made, or the one
+    // already there under that name.
+    const std::string bundle = lastLine(result.out);
+    if (result.exitCode == KTCreateFailure::kNameTaken && !bundle.empty()) {
+        askReplace(argv, named, bundle);
+        return;
+    }
     if (result.exitCode != 0) {
         setStatus(result.errorLine(), true);
         return;
     }
-    // The tool's last line is the new bundle's path.
-    std::string out = result.out;
-    while (!out.empty() && out.back() == '\n')
-        out.pop_back();
-    const std::string bundle = out.substr(out.rfind('\n') == std::string::npos ? 0 : out.rfind('\n') + 1);
     apps_->refresh(bundle);
     const KTInstalledApp* made = apps_->selected();
-    setStatus("Made “" + (made ? made->name : name) + "”: it is in your application menu.", false);
+    const std::string shown = made ? made->name : name;
+    setStatus(replacing ? "Replaced “" + shown + "”; its data is kept."
+                        : "Made “" + shown + "”: it is in your application menu.",
+              false);
+}
+
+void KTCreationWindow::askReplace(const std::vector<std::string>& argv, bool named, const std::string& bundle)
+{
+    // The list shows which app it is (it may have been made elsewhere).
+    apps_->refresh(bundle);
+    // The bundle's folder is named after the app, so this is the name that
+    // replaces it, whatever the site calls itself on a second reading.
+    const std::string name = KTBundle(bundle).folderName();
+    setStatus("", false);
+    GtkWidget* dialog = gtk_message_dialog_new(window_, GtkDialogFlags(GTK_DIALOG_MODAL | GTK_DIALOG_DESTROY_WITH_PARENT),
+                                               GTK_MESSAGE_QUESTION, GTK_BUTTONS_NONE,
+                                               "An app named “%s” already exists", name.c_str());
+    gtk_message_dialog_format_secondary_text(
+        GTK_MESSAGE_DIALOG(dialog),
+        "Replacing it makes it anew with this address, icon and options. Its data stays: logins, cookies, "
+        "history and any settings changed since it was made.");
+    gtk_dialog_add_button(GTK_DIALOG(dialog), "_Cancel", GTK_RESPONSE_CANCEL);
+    GtkWidget* replace = gtk_dialog_add_button(GTK_DIALOG(dialog), "_Replace", GTK_RESPONSE_ACCEPT);
+    gtk_style_context_add_class(gtk_widget_get_style_context(replace), "destructive-action");
+    // As GTK's own "already exists" question does: Enter replaces (nothing
+    // is lost, the data stays), Escape cancels.
+    gtk_dialog_set_default_response(GTK_DIALOG(dialog), GTK_RESPONSE_ACCEPT);
+    g_object_set_data_full(G_OBJECT(dialog), "quilt-replace", new PendingReplace {argv, named, name},
+                           [](gpointer p) { delete static_cast<PendingReplace*>(p); });
+    // The dialog dies with the window (DESTROY_WITH_PARENT), so `this`
+    // outlives it.
+    g_signal_connect(dialog, "response", G_CALLBACK(+[](GtkDialog* d, int response, KTCreationWindow* self) {
+        PendingReplace pending = *static_cast<PendingReplace*>(g_object_get_data(G_OBJECT(d), "quilt-replace"));
+        gtk_widget_destroy(GTK_WIDGET(d));
+        if (response != GTK_RESPONSE_ACCEPT) {
+            self->setStatus("“" + pending.name + "” is left as it was: give the new app another name to keep both.",
+                            false);
+            gtk_widget_grab_focus(GTK_WIDGET(self->name_));
+            return;
+        }
+        pending.argv.push_back("--force");
+        if (!pending.named) {
+            pending.argv.push_back("--name");
+            pending.argv.push_back(pending.name);
+        }
+        self->run(pending.argv, pending.name, true, true);
+    }), this);
+    gtk_widget_show(dialog);
 }
 
 void KTCreationWindow::setBusy(bool busy)

@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace quilt {
 
@@ -40,9 +41,14 @@ private:
     void probed(const std::string& url, const KTToolProcess::Result& result);
     void fillIn(const KTProbedSite& site);
     void showIcon(const std::optional<std::string>& path, const std::string& note);
+    void showLetterIcon();
     void chooseIcon();
     void create();
-    void created(const std::string& name, const KTToolProcess::Result& result);
+    // `named`: the arguments hold the app's name (else the tool chooses it).
+    void run(const std::vector<std::string>& argv, const std::string& name, bool named, bool replacing);
+    void created(const std::vector<std::string>& argv, const std::string& name, bool named, bool replacing,
+                 const KTToolProcess::Result& result);
+    void askReplace(const std::vector<std::string>& argv, bool named, const std::string& bundle);
     void setBusy(bool busy);
     void setStatus(const std::string& text, bool error);
 
@@ -61,6 +67,7 @@ private:
     // The site fills in only what the person has not changed.
     bool filling_ = false;
     bool nameEdited_ = false;
+    bool letterShown_ = false; // follows the name's initial
     std::optional<std::string> siteIcon_, chosenIcon_;
 
     KTSignal addressChanged_, addressFocusOut_, nameChanged_, chooseClicked_, createClicked_;

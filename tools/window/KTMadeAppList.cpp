@@ -7,6 +7,9 @@
 #include <gio/gdesktopappinfo.h>
 #include <gtk/gtk.h>
 
+#include <algorithm>
+#include <tuple>
+
 namespace quilt {
 
 namespace {
@@ -70,7 +73,25 @@ KTMadeAppList::KTMadeAppList(const KTBuilder& ui, GtkWindow* window, Status stat
             gtk_widget_child_focus(GTK_WIDGET(list), GTK_DIR_TAB_FORWARD);
         return gboolean(TRUE);
     }), this);
+    // Apps made or removed elsewhere meanwhile (a terminal, a script) show
+    // when the window is next used.
+    activeSignal_ = KTSignal(window_, "notify::is-active", G_CALLBACK(+[](GtkWindow* w, GParamSpec*, KTMadeAppList* self) {
+        if (gtk_window_is_active(w) && !self->removal_.running())
+            self->refreshIfChanged();
+    }), this);
     refresh();
+}
+
+// Rows rebuilt only for a real change, so the chosen row keeps the focus when
+// a dialog of this window closes.
+void KTMadeAppList::refreshIfChanged()
+{
+    const auto now = KTAppRegistry::list({KTAppRegistry::defaultAppsFolder()});
+    auto same = [](const KTInstalledApp& a, const KTInstalledApp& b) {
+        return std::tie(a.bundlePath, a.name, a.url, a.iconPath) == std::tie(b.bundlePath, b.name, b.url, b.iconPath);
+    };
+    if (!std::equal(now.begin(), now.end(), apps_.begin(), apps_.end(), same))
+        refresh();
 }
 
 GtkWidget* KTMadeAppList::rowFor(const KTInstalledApp& app) const

@@ -36,6 +36,7 @@ public:
     enum RemoveChoice { KeepData = 1, DeleteData = 2 };
 
 private:
+    void refreshIfChanged();
     void updateButtons();
     void open();
     void askRemove();
@@ -49,7 +50,7 @@ private:
     Status status_;
     std::vector<KTInstalledApp> apps_;
     KTToolProcess removal_;
-    KTSignal selectedSignal_, activatedSignal_, openSignal_, removeSignal_, mnemonicSignal_;
+    KTSignal selectedSignal_, activatedSignal_, openSignal_, removeSignal_, mnemonicSignal_, activeSignal_;
 };
 
 } // namespace quilt
