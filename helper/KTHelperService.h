@@ -38,6 +38,11 @@ private:
     // Runs `work` on a worker thread and what it returns on the main loop,
     // holding the idle timer meanwhile.
     void inThread(Job work);
+    // inThread for a bus call: `work`'s result is answered through
+    // reply(object, invocation, result), the skeleton kept until then.
+    template <typename Work, typename Reply>
+    void replyInThread(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation, Work work,
+                       Reply reply);
     void quit();
     void connectHandlers();
 
