@@ -222,17 +222,24 @@ auto listReply(void (*complete)(QuiltBusQuiltHelperProtocol*, GDBusMethodInvocat
     };
 }
 
-using Store = bool (*)(const std::string&, const std::string&, const KTLoginSite&);
+} // namespace
 
 // Save and update share their checks: an empty user name or password, or
 // an address without a site, is answered false without asking the keyring.
-std::function<bool()> storeWork(std::string password, std::string username, const char* url, Store store)
+gboolean KTHelperService::store(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
+                                const char* password, const char* username, const char* url, gpointer data,
+                                Store keep, Complete complete)
 {
+    if (!sizesFit({password, username, url}))
+        return refuse(invocation, kTooLong);
     auto site = KTLoginSite::fromURL(url);
-    return [=] { return site && !username.empty() && !password.empty() && store(password, username, *site); };
+    std::string secret = password, user = username;
+    static_cast<KTHelperService*>(data)->replyInThread(
+        object, invocation,
+        [site, secret, user, keep] { return site && !user.empty() && !secret.empty() && keep(secret, user, *site); },
+        complete);
+    return TRUE;
 }
-
-} // namespace
 
 gboolean KTHelperService::onCredentialsSavedFor(QuiltBusQuiltHelperProtocol* object,
                                                 GDBusMethodInvocation* invocation, const char* url, gpointer data)
@@ -269,24 +276,16 @@ gboolean KTHelperService::onUpdateCredentials(QuiltBusQuiltHelperProtocol* objec
                                               const char* password, const char* username, const char* url,
                                               gpointer data)
 {
-    if (!sizesFit({password, username, url}))
-        return refuse(invocation, kTooLong);
-    static_cast<KTHelperService*>(data)->replyInThread(object, invocation,
-                                                       storeWork(password, username, url, KTKeyringStore::update),
-                                                       quilt_bus_quilt_helper_protocol_complete_update_credentials);
-    return TRUE;
+    return store(object, invocation, password, username, url, data, KTKeyringStore::update,
+                 quilt_bus_quilt_helper_protocol_complete_update_credentials);
 }
 
 gboolean KTHelperService::onSaveCredentials(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
                                             const char* password, const char* username, const char* url,
                                             gpointer data)
 {
-    if (!sizesFit({password, username, url}))
-        return refuse(invocation, kTooLong);
-    static_cast<KTHelperService*>(data)->replyInThread(object, invocation,
-                                                       storeWork(password, username, url, KTKeyringStore::save),
-                                                       quilt_bus_quilt_helper_protocol_complete_save_credentials);
-    return TRUE;
+    return store(object, invocation, password, username, url, data, KTKeyringStore::save,
+                 quilt_bus_quilt_helper_protocol_complete_save_credentials);
 }
 
 gboolean KTHelperService::onLoginsSavedFor(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
