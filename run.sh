@@ -14,16 +14,7 @@ if [[ "$URL" == -h || "$URL" == --help ]]; then
   exit 0
 fi
 
-scripts/install-deps.sh
-
-# QUILT_BUILD_DIR picks another build tree (default: build). An existing tree
-# keeps the generator it was made with; a new one uses Ninja when available.
-BUILD=${QUILT_BUILD_DIR:-build}
-generator=()
-if [[ ! -f "$BUILD/CMakeCache.txt" ]] && command -v ninja >/dev/null 2>&1; then
-  generator=(-G Ninja)
-fi
-cmake -S . -B "$BUILD" -DCMAKE_BUILD_TYPE=RelWithDebInfo "${generator[@]}"
+source scripts/configure.sh
 # Only what running an app needs; the test suite is ./test.sh's business.
 cmake --build "$BUILD" -j "$(nproc)" --target quilt-create template_bundle
 

@@ -8,16 +8,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
-scripts/install-deps.sh
-
-# QUILT_BUILD_DIR picks another build tree (default: build). An existing tree
-# keeps the generator it was made with; a new one uses Ninja when available.
-BUILD=${QUILT_BUILD_DIR:-build}
-generator=()
-if [[ ! -f "$BUILD/CMakeCache.txt" ]] && command -v ninja >/dev/null 2>&1; then
-  generator=(-G Ninja)
-fi
-cmake -S . -B "$BUILD" -DCMAKE_BUILD_TYPE=RelWithDebInfo "${generator[@]}"
+source scripts/configure.sh
 cmake --build "$BUILD" -j "$(nproc)"
 
 tests/desktop-session ctest --test-dir "$BUILD" --output-on-failure -j2 --timeout 300 "$@"

@@ -193,19 +193,53 @@ gboolean KTHelperService::onPostNotification(QuiltBusQuiltHelperProtocol* object
     return TRUE;
 }
 
+template <typename Work, typename Reply>
+void KTHelperService::replyInThread(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
+                                    Work work, Reply reply)
+{
+    g_object_ref(object);
+    inThread([object, invocation, work, reply]() -> std::function<void()> {
+        auto result = work();
+        return [object, invocation, reply, result] {
+            reply(object, invocation, result);
+            g_object_unref(object);
+        };
+    });
+}
+
 namespace {
 
-// Logins as the bus sends them: an array of dictionaries.
-GVariant* listVariant(const std::vector<KTCredentials>& list)
+// A reply sending logins as the bus does: an array of dictionaries.
+auto listReply(void (*complete)(QuiltBusQuiltHelperProtocol*, GDBusMethodInvocation*, GVariant*))
 {
-    GVariantBuilder builder;
-    g_variant_builder_init(&builder, G_VARIANT_TYPE("aa{sv}"));
-    for (const auto& credentials : list)
-        g_variant_builder_add_value(&builder, credentials.toVariant());
-    return g_variant_builder_end(&builder);
+    return [complete](QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
+                      const std::vector<KTCredentials>& list) {
+        GVariantBuilder builder;
+        g_variant_builder_init(&builder, G_VARIANT_TYPE("aa{sv}"));
+        for (const auto& credentials : list)
+            g_variant_builder_add_value(&builder, credentials.toVariant());
+        complete(object, invocation, g_variant_builder_end(&builder));
+    };
 }
 
 } // namespace
+
+// Save and update share their checks: an empty user name or password, or
+// an address without a site, is answered false without asking the keyring.
+gboolean KTHelperService::store(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
+                                const char* password, const char* username, const char* url, gpointer data,
+                                Store keep, Complete complete)
+{
+    if (!sizesFit({password, username, url}))
+        return refuse(invocation, kTooLong);
+    auto site = KTLoginSite::fromURL(url);
+    std::string secret = password, user = username;
+    static_cast<KTHelperService*>(data)->replyInThread(
+        object, invocation,
+        [site, secret, user, keep] { return site && !user.empty() && !secret.empty() && keep(secret, user, *site); },
+        complete);
+    return TRUE;
+}
 
 gboolean KTHelperService::onCredentialsSavedFor(QuiltBusQuiltHelperProtocol* object,
                                                 GDBusMethodInvocation* invocation, const char* url, gpointer data)
@@ -213,14 +247,10 @@ gboolean KTHelperService::onCredentialsSavedFor(QuiltBusQuiltHelperProtocol* obj
     if (!sizesFit({url}))
         return refuse(invocation, kTooLong);
     auto site = KTLoginSite::fromURL(url);
-    g_object_ref(object);
-    static_cast<KTHelperService*>(data)->inThread([object, invocation, site]() -> std::function<void()> {
-        auto list = site ? KTKeyringStore::credentialsFor(*site) : std::vector<KTCredentials>{};
-        return [object, invocation, list] {
-            quilt_bus_quilt_helper_protocol_complete_credentials_saved_for(object, invocation, listVariant(list));
-            g_object_unref(object);
-        };
-    });
+    static_cast<KTHelperService*>(data)->replyInThread(
+        object, invocation,
+        [site] { return site ? KTKeyringStore::credentialsFor(*site) : std::vector<KTCredentials>{}; },
+        listReply(quilt_bus_quilt_helper_protocol_complete_credentials_saved_for));
     return TRUE;
 }
 
@@ -231,63 +261,31 @@ gboolean KTHelperService::onPasswordFor(QuiltBusQuiltHelperProtocol* object, GDB
         return refuse(invocation, kTooLong);
     auto site = KTLoginSite::fromURL(url);
     std::string user = username;
-    g_object_ref(object);
-    static_cast<KTHelperService*>(data)->inThread([object, invocation, site, user]() -> std::function<void()> {
-        auto password = site && !user.empty() ? KTKeyringStore::passwordFor(user, *site) : std::nullopt;
-        return [object, invocation, password] {
+    static_cast<KTHelperService*>(data)->replyInThread(
+        object, invocation,
+        [site, user] { return site && !user.empty() ? KTKeyringStore::passwordFor(user, *site) : std::nullopt; },
+        [](QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
+           const std::optional<std::string>& password) {
             quilt_bus_quilt_helper_protocol_complete_password_for(object, invocation, password.has_value(),
                                                                   password.value_or("").c_str());
-            g_object_unref(object);
-        };
-    });
+        });
     return TRUE;
 }
-
-namespace {
-using Store = bool (*)(const std::string&, const std::string&, const KTLoginSite&);
-using Complete = void (*)(QuiltBusQuiltHelperProtocol*, GDBusMethodInvocation*, gboolean);
-
-// Save and update share their checks: an empty user name or password, or
-// an address without a site, is answered false without asking the keyring.
-std::function<std::function<void()>()> storeJob(QuiltBusQuiltHelperProtocol* object,
-                                                GDBusMethodInvocation* invocation, std::string password,
-                                                std::string username, const char* url, Store store,
-                                                Complete complete)
-{
-    auto site = KTLoginSite::fromURL(url);
-    g_object_ref(object);
-    return [=]() -> std::function<void()> {
-        const bool ok = site && !username.empty() && !password.empty() && store(password, username, *site);
-        return [=] {
-            complete(object, invocation, ok);
-            g_object_unref(object);
-        };
-    };
-}
-} // namespace
 
 gboolean KTHelperService::onUpdateCredentials(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
                                               const char* password, const char* username, const char* url,
                                               gpointer data)
 {
-    if (!sizesFit({password, username, url}))
-        return refuse(invocation, kTooLong);
-    static_cast<KTHelperService*>(data)->inThread(
-        storeJob(object, invocation, password, username, url, KTKeyringStore::update,
-                 quilt_bus_quilt_helper_protocol_complete_update_credentials));
-    return TRUE;
+    return store(object, invocation, password, username, url, data, KTKeyringStore::update,
+                 quilt_bus_quilt_helper_protocol_complete_update_credentials);
 }
 
 gboolean KTHelperService::onSaveCredentials(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
                                             const char* password, const char* username, const char* url,
                                             gpointer data)
 {
-    if (!sizesFit({password, username, url}))
-        return refuse(invocation, kTooLong);
-    static_cast<KTHelperService*>(data)->inThread(
-        storeJob(object, invocation, password, username, url, KTKeyringStore::save,
-                 quilt_bus_quilt_helper_protocol_complete_save_credentials));
-    return TRUE;
+    return store(object, invocation, password, username, url, data, KTKeyringStore::save,
+                 quilt_bus_quilt_helper_protocol_complete_save_credentials);
 }
 
 gboolean KTHelperService::onLoginsSavedFor(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation,
@@ -296,20 +294,19 @@ gboolean KTHelperService::onLoginsSavedFor(QuiltBusQuiltHelperProtocol* object, 
     auto sites = sitesOf(urls);
     if (!sites)
         return refuse(invocation, "too many addresses, or one too long");
-    g_object_ref(object);
-    static_cast<KTHelperService*>(data)->inThread([object, invocation, sites = *sites]() -> std::function<void()> {
-        std::vector<KTCredentials> list;
-        for (const auto& site : sites)
-            for (auto& credentials : KTKeyringStore::credentialsFor(site)) {
-                // Listed, not revealed: a password is asked for one by one.
-                credentials.password.reset();
-                list.push_back(std::move(credentials));
-            }
-        return [object, invocation, list] {
-            quilt_bus_quilt_helper_protocol_complete_logins_saved_for(object, invocation, listVariant(list));
-            g_object_unref(object);
-        };
-    });
+    static_cast<KTHelperService*>(data)->replyInThread(
+        object, invocation,
+        [sites = *sites] {
+            std::vector<KTCredentials> list;
+            for (const auto& site : sites)
+                for (auto& credentials : KTKeyringStore::credentialsFor(site)) {
+                    // Listed, not revealed: a password is asked for one by one.
+                    credentials.password.reset();
+                    list.push_back(std::move(credentials));
+                }
+            return list;
+        },
+        listReply(quilt_bus_quilt_helper_protocol_complete_logins_saved_for));
     return TRUE;
 }
 
@@ -320,14 +317,9 @@ gboolean KTHelperService::onRemoveCredentials(QuiltBusQuiltHelperProtocol* objec
         return refuse(invocation, kTooLong);
     auto site = KTLoginSite::fromURL(url);
     std::string user = username;
-    g_object_ref(object);
-    static_cast<KTHelperService*>(data)->inThread([object, invocation, site, user]() -> std::function<void()> {
-        const bool removed = site && !user.empty() && KTKeyringStore::remove(user, *site);
-        return [object, invocation, removed] {
-            quilt_bus_quilt_helper_protocol_complete_remove_credentials(object, invocation, removed);
-            g_object_unref(object);
-        };
-    });
+    static_cast<KTHelperService*>(data)->replyInThread(
+        object, invocation, [site, user] { return site && !user.empty() && KTKeyringStore::remove(user, *site); },
+        quilt_bus_quilt_helper_protocol_complete_remove_credentials);
     return TRUE;
 }
 
@@ -338,16 +330,15 @@ gboolean KTHelperService::onRemoveAllCredentials(QuiltBusQuiltHelperProtocol* ob
     auto sites = sitesOf(urls);
     if (!sites)
         return refuse(invocation, "too many addresses, or one too long");
-    g_object_ref(object);
-    static_cast<KTHelperService*>(data)->inThread([object, invocation, sites = *sites]() -> std::function<void()> {
-        unsigned removed = 0;
-        for (const auto& site : sites)
-            removed += KTKeyringStore::removeAll(site);
-        return [object, invocation, removed] {
-            quilt_bus_quilt_helper_protocol_complete_remove_all_credentials(object, invocation, removed);
-            g_object_unref(object);
-        };
-    });
+    static_cast<KTHelperService*>(data)->replyInThread(
+        object, invocation,
+        [sites = *sites] {
+            unsigned removed = 0;
+            for (const auto& site : sites)
+                removed += KTKeyringStore::removeAll(site);
+            return removed;
+        },
+        quilt_bus_quilt_helper_protocol_complete_remove_all_credentials);
     return TRUE;
 }
 

@@ -14,6 +14,8 @@ typedef struct _QuiltBusQuiltHelperProtocol QuiltBusQuiltHelperProtocol;
 
 namespace quilt {
 
+class KTLoginSite;
+
 // The helper service: serves org.quilt.QuiltHelperProtocol at
 // /org/quilt/Helper under the name org.quilt.Helper and quits after a quiet
 // spell (KTIdleTimer). Each handler checks its arguments at the boundary
@@ -38,6 +40,11 @@ private:
     // Runs `work` on a worker thread and what it returns on the main loop,
     // holding the idle timer meanwhile.
     void inThread(Job work);
+    // inThread for a bus call: `work`'s result is answered through
+    // reply(object, invocation, result), the skeleton kept until then.
+    template <typename Work, typename Reply>
+    void replyInThread(QuiltBusQuiltHelperProtocol* object, GDBusMethodInvocation* invocation, Work work,
+                       Reply reply);
     void quit();
     void connectHandlers();
 
@@ -51,6 +58,10 @@ private:
                                         const char*, const char*, gpointer);
     static gboolean onSaveCredentials(QuiltBusQuiltHelperProtocol*, GDBusMethodInvocation*, const char*,
                                       const char*, const char*, gpointer);
+    using Store = bool (*)(const std::string& password, const std::string& username, const KTLoginSite&);
+    using Complete = void (*)(QuiltBusQuiltHelperProtocol*, GDBusMethodInvocation*, gboolean);
+    static gboolean store(QuiltBusQuiltHelperProtocol*, GDBusMethodInvocation*, const char* password,
+                          const char* username, const char* url, gpointer, Store, Complete);
 
     static gboolean onLoginsSavedFor(QuiltBusQuiltHelperProtocol*, GDBusMethodInvocation*, const char* const*,
                                      gpointer);

@@ -16,6 +16,7 @@
 #include "core/config/KTFileManager.h"
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTPaths.h"
+#include "core/config/KTUUID.h"
 
 #include <glib.h>
 
@@ -65,14 +66,6 @@ std::string stripSlash(std::string path)
     while (path.size() > 1 && path.back() == '/')
         path.pop_back();
     return path;
-}
-
-std::string newUniqueId()
-{
-    gchar* uuid = g_uuid_string_random();
-    std::string id = uuid;
-    g_free(uuid);
-    return id;
 }
 
 std::string readScript(const std::string& path)
@@ -323,7 +316,7 @@ CreationPlan planCreation(const KTCreateOptions& options)
     plan.replacing = KTFileUtil::exists(plan.target);
 
     // A replaced app keeps its identifier, and with it its data folder.
-    plan.uniqueId = (plan.replacing ? KTBundle(plan.target).uniqueIdentifier() : std::nullopt).value_or(newUniqueId());
+    plan.uniqueId = (plan.replacing ? KTBundle(plan.target).uniqueIdentifier() : std::nullopt).value_or(KTUUID::random());
     plan.bundleId = KTAppRegistry::bundleIdentifierFor(plan.name, plan.uniqueId);
     return plan;
 }

@@ -14,18 +14,17 @@ per page and a final "RESULT {json}" line.
 Usage: hostile_pages.py [--build DIR] [--seconds S] [PAGE ...]
 """
 import argparse
-import http.server
 import json
 import os
 import shutil
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "startup"))
 import startup_bench as sb  # noqa: E402  (process tree, bundle copy, stop)
+from benchlib import serve as serve_http, status_kib  # noqa: E402  (startup_bench puts bench/ on the path)
 
 PAGES = {
     "messages": "<script>setInterval(() => { for (let i = 0; i < 5000; ++i) {"
@@ -40,34 +39,15 @@ PAGES = {
 
 
 def serve():
-    class Handler(http.server.BaseHTTPRequestHandler):
-        def do_GET(self):
-            name = self.path.strip("/").split("?")[0]
-            body = ("<!doctype html><title>%s</title>%s" % (name, PAGES.get(name, ""))).encode()
-            self.send_response(200)
-            self.send_header("Content-Type", "text/html; charset=utf-8")
-            self.send_header("Content-Length", str(len(body)))
-            self.end_headers()
-            self.wfile.write(body)
-
-        def log_message(self, *args):
-            pass
-
-    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-    server.daemon_threads = True
-    threading.Thread(target=server.serve_forever, daemon=True).start()
-    return server
+    def respond(path):
+        name = path.strip("/").split("?")[0]
+        return 200, "text/html; charset=utf-8", \
+            ("<!doctype html><title>%s</title>%s" % (name, PAGES.get(name, ""))).encode()
+    return serve_http(respond)
 
 
 def rss_mib(pid):
-    try:
-        with open("/proc/%d/status" % pid) as f:
-            for line in f:
-                if line.startswith("VmRSS:"):
-                    return int(line.split()[1]) / 1024.0
-    except OSError:
-        pass
-    return 0.0
+    return status_kib(pid, "VmRSS") / 1024.0
 
 
 def windows_of(wm_class):

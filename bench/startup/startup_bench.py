@@ -17,7 +17,6 @@ Standard library only; the X server is read through ctypes (libX11).
 import argparse
 import ctypes
 import ctypes.util
-import http.server
 import json
 import os
 import plistlib
@@ -27,8 +26,10 @@ import statistics
 import subprocess
 import sys
 import tempfile
-import threading
 import time
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."))
+from benchlib import proc_kib, serve as serve_http  # noqa: E402
 
 COLOUR = (0x12, 0xAA, 0x5D)  # the page colour, R G B
 PAGE = ("<!doctype html><html><head><meta charset='utf-8'><title>Start-up page</title>"
@@ -127,14 +128,7 @@ def tree(root):
 
 
 def pss_kib(pid):
-    try:
-        with open("/proc/%d/smaps_rollup" % pid) as f:
-            for line in f:
-                if line.startswith("Pss:"):
-                    return int(line.split()[1])
-    except OSError:
-        pass
-    return 0
+    return proc_kib(pid, "smaps_rollup", "Pss")
 
 
 def name_of(pid):
@@ -179,24 +173,11 @@ def stop(root, grace=5.0):
 # ------------------------------------------------------------------ app
 
 def serve():
-    class Handler(http.server.BaseHTTPRequestHandler):
-        def do_GET(self):
-            ok = self.path.split("?")[0] == "/page.html"
-            body = PAGE if ok else b"not found"
-            self.send_response(200 if ok else 404)
-            self.send_header("Content-Type", "text/html; charset=utf-8" if ok else "text/plain")
-            self.send_header("Content-Length", str(len(body)))
-            self.send_header("Cache-Control", "no-store")
-            self.end_headers()
-            self.wfile.write(body)
-
-        def log_message(self, *args):
-            pass
-
-    server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-    server.daemon_threads = True
-    threading.Thread(target=server.serve_forever, daemon=True).start()
-    return server
+    def respond(path):
+        if path.split("?")[0] == "/page.html":
+            return 200, "text/html; charset=utf-8", PAGE
+        return 404, "text/plain", b"not found"
+    return serve_http(respond)
 
 
 def make_bundle(template, folder, name):

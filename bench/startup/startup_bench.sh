@@ -23,31 +23,5 @@
 # Output: one line per run, "median/min/max" lines and a final "RESULT {json}".
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-root=$(cd "$here/../.." && pwd)
-
-if [[ "${1:-}" == "-h" || "${1:-}" == "--help" ]]; then
-  sed -n '2,/^set -euo/p' "$0" | sed '$d; s/^# \{0,1\}//'
-  exit 0
-fi
-
-build=${QUILT_BUILD_DIR:-$root/build}
-args=()
-while (($#)); do
-  case "$1" in
-    --build) build=$2; shift 2 ;;
-    *) args+=("$1"); shift ;;
-  esac
-done
-[[ "$build" = /* ]] || build=$PWD/$build
-template=$build/DefaultApp.app
-if [[ ! -x "$template/Contents/MacOS/DefaultApp" ]]; then
-  echo "startup_bench: no template bundle at $template (build first)" >&2
-  exit 2
-fi
-
-# A session of its own: nothing else paints on the screen being polled.
-if [[ -z "${QUILT_STARTUP_BENCH_SESSION:-}" ]]; then
-  export QUILT_STARTUP_BENCH_SESSION=1
-  exec "$root/tests/desktop-session" bash "$0" --build "$build" "${args[@]}"
-fi
-exec python3 "$here/startup_bench.py" --template "$template" "${args[@]}"
+source "$here/../bench-start.sh"
+bench_start startup_bench "$here/startup_bench.py" "$@"

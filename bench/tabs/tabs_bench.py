@@ -19,6 +19,7 @@ import urllib.parse
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "startup"))
 import startup_bench as sb  # noqa: E402
+from benchlib import status_kib  # noqa: E402  (startup_bench puts bench/ on the path)
 
 log = sb.log
 TICK = os.sysconf("SC_CLK_TCK")
@@ -125,17 +126,6 @@ def uss_of(pids):
         except OSError:
             pass
     return total / 1024.0
-
-
-def status_kib(pid, field):
-    try:
-        with open("/proc/%d/status" % pid) as f:
-            for line in f:
-                if line.startswith(field + ":"):
-                    return int(line.split()[1])
-    except OSError:
-        pass
-    return 0
 
 
 def cpu_and_switches(pid):

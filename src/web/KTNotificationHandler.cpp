@@ -1,22 +1,11 @@
 #include "web/KTNotificationHandler.h"
 
 #include "core/config/KTLog.h"
+#include "core/config/KTUUID.h"
 #include "core/services/KTNotificationMessage.h"
 #include "core/services/KTServiceManager.h"
 
 namespace quilt {
-
-namespace {
-
-std::string freshIdentifier()
-{
-    gchar* uuid = g_uuid_string_random();
-    std::string identifier(uuid);
-    g_free(uuid);
-    return identifier;
-}
-
-} // namespace
 
 std::optional<std::string> KTNotificationHandler::hostOf(const char* uri)
 {
@@ -35,7 +24,7 @@ std::optional<std::string> KTNotificationHandler::hostOf(const char* uri)
 
 void KTNotificationHandler::didReceiveScriptMessage(WebKitWebView* view, const KTJson& body)
 {
-    auto info = KTNotificationMessage::parse(body, hostOf(webkit_web_view_get_uri(view)), freshIdentifier());
+    auto info = KTNotificationMessage::parse(body, hostOf(webkit_web_view_get_uri(view)), KTUUID::random());
     if (!info) {
         KTLog::debug("notification message refused");
         return;

@@ -5,6 +5,7 @@
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTLog.h"
 #include "core/config/KTShared.h"
+#include "core/config/KTUUID.h"
 #include "core/web/KTMainFrameGuard.h"
 #include "core/web/KTWhiteListManager.h"
 #include "web/KTWebViewPolicy.h"
@@ -63,12 +64,10 @@ void KTWebContext::loadWebExtension()
                     + ": addresses the allow-list refuses are stopped only when they answer");
         return;
     }
-    char* random = g_uuid_string_random();
     refusedScheme_ = "quilt-";
-    for (const char* c = random; *c; ++c)
-        if (*c != '-')
-            refusedScheme_ += *c;
-    g_free(random);
+    for (char c : KTUUID::random())
+        if (c != '-')
+            refusedScheme_ += c;
     webkit_web_context_register_uri_scheme(context_.get(), refusedScheme_.c_str(), onRefusedRequest, this, nullptr);
     webkit_web_context_set_web_extensions_directory(context_.get(), folder.c_str());
     // Asked just before each web process starts: it starts with the list as

@@ -4,21 +4,13 @@
 
 namespace quilt {
 
-namespace {
-void addString(GVariantBuilder* builder, const char* key, const std::optional<std::string>& value)
-{
-    if (value)
-        g_variant_builder_add(builder, "{sv}", key, KTVariantReader::newString(*value));
-}
-} // namespace
-
 GVariant* KTCredentials::toVariant() const
 {
     GVariantBuilder builder;
     g_variant_builder_init(&builder, G_VARIANT_TYPE_VARDICT);
-    addString(&builder, "username", username);
-    addString(&builder, "password", password);
-    addString(&builder, "url", url);
+    KTVariantReader::addString(&builder, "username", username);
+    KTVariantReader::addString(&builder, "password", password);
+    KTVariantReader::addString(&builder, "url", url);
     return g_variant_builder_end(&builder);
 }
 

@@ -38,8 +38,6 @@ KTLauncherEntry::KTLauncherEntry(std::string appUri)
 KTLauncherEntry::~KTLauncherEntry()
 {
     g_cancellable_cancel(cancellable_.get());
-    if (connection_ && registration_)
-        g_dbus_connection_unregister_object(connection_.get(), registration_);
 }
 
 std::string KTLauncherEntry::appUriFor(const std::string& bundleIdentifier)
@@ -78,7 +76,6 @@ void KTLauncherEntry::onBus(GObject*, GAsyncResult* result, gpointer data)
 
 void KTLauncherEntry::registerObject()
 {
-    static GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(kIntrospection, nullptr);
     static const GDBusInterfaceVTable vtable = {
         +[](GDBusConnection*, const char*, const char*, const char*, const char* method, GVariant*,
             GDBusMethodInvocation* invocation, gpointer data) {
@@ -89,9 +86,7 @@ void KTLauncherEntry::registerObject()
         },
         nullptr, nullptr, {}};
     GError* error = nullptr;
-    registration_ = g_dbus_connection_register_object(connection_.get(), kObjectPath, node->interfaces[0], &vtable,
-                                                      this, nullptr, &error);
-    if (!registration_) {
+    if (!object_.exportAt(connection_.get(), kObjectPath, kIntrospection, vtable, this, &error)) {
         // Another entry of this process holds the path: signals still go out.
         KTLog::debug(std::string("launcher entry: ") + error->message);
         g_error_free(error);

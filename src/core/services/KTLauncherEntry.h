@@ -2,6 +2,7 @@
 
 #include "core/config/GRef.h"
 #include "core/config/KTNotificationCenter.h"
+#include "core/services/KTBusObject.h"
 
 #include <gio/gio.h>
 
@@ -40,8 +41,8 @@ private:
     std::string text_;
     GRef<GCancellable> cancellable_;
     GRef<GDBusConnection> connection_;
-    unsigned registration_ = 0;
     KTObservation observation_;
+    KTBusObject object_;
 };
 
 } // namespace quilt

@@ -8,10 +8,8 @@ GVariant* KTNotificationActionInfo::toVariant() const
 {
     GVariantBuilder builder;
     g_variant_builder_init(&builder, G_VARIANT_TYPE_VARDICT);
-    if (title)
-        g_variant_builder_add(&builder, "{sv}", "title", KTVariantReader::newString(*title));
-    if (identifier)
-        g_variant_builder_add(&builder, "{sv}", "identifier", KTVariantReader::newString(*identifier));
+    KTVariantReader::addString(&builder, "title", title);
+    KTVariantReader::addString(&builder, "identifier", identifier);
     return g_variant_builder_end(&builder);
 }
 

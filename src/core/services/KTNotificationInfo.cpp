@@ -6,12 +6,6 @@ namespace quilt {
 
 namespace {
 
-void addString(GVariantBuilder* builder, const char* key, const std::optional<std::string>& value)
-{
-    if (value)
-        g_variant_builder_add(builder, "{sv}", key, KTVariantReader::newString(*value));
-}
-
 GVariant* actionsVariant(const std::vector<KTNotificationActionInfo>& actions)
 {
     GVariantBuilder builder;
@@ -49,10 +43,10 @@ GVariant* KTNotificationInfo::toVariant() const
 {
     GVariantBuilder builder;
     g_variant_builder_init(&builder, G_VARIANT_TYPE_VARDICT);
-    addString(&builder, "title", title);
-    addString(&builder, "subTitle", subTitle);
-    addString(&builder, "message", message);
-    addString(&builder, "identifier", identifier);
+    KTVariantReader::addString(&builder, "title", title);
+    KTVariantReader::addString(&builder, "subTitle", subTitle);
+    KTVariantReader::addString(&builder, "message", message);
+    KTVariantReader::addString(&builder, "identifier", identifier);
     if (actions)
         g_variant_builder_add(&builder, "{sv}", "actions", actionsVariant(*actions));
     return g_variant_builder_end(&builder);

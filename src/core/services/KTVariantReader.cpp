@@ -29,6 +29,12 @@ GVariant* KTVariantReader::newString(const std::string& text)
     return value;
 }
 
+void KTVariantReader::addString(GVariantBuilder* record, const char* key, const std::optional<std::string>& value)
+{
+    if (value)
+        g_variant_builder_add(record, "{sv}", key, newString(*value));
+}
+
 std::optional<std::string> KTVariantReader::string(const char* key)
 {
     GVariant* found = value(key, G_VARIANT_TYPE_STRING);

@@ -30,6 +30,9 @@ public:
     // `text`, cut at a NUL byte and made valid UTF-8 (bad bytes become
     // U+FFFD), since a D-Bus string may hold neither.
     static GVariant* newString(const std::string& text);
+    // Adds `key` with newString(*value) to an a{sv} being built; an absent
+    // field (nullopt) is left out.
+    static void addString(GVariantBuilder* record, const char* key, const std::optional<std::string>& value);
     void refuse() { refused_ = true; }
 
 private:

@@ -2,6 +2,7 @@
 
 #include "core/config/KTLog.h"
 #include "core/config/KTShared.h"
+#include "core/config/KTUUID.h"
 #include "core/config/KTUserDefaults.h"
 #include "core/menubar/KTDockBadge.h"
 #include "core/services/KTServiceManager.h"
@@ -37,14 +38,6 @@ std::vector<std::string> split(const std::string& text, char separator)
     }
     parts.push_back(text.substr(start));
     return parts;
-}
-
-std::string freshIdentifier()
-{
-    gchar* uuid = g_uuid_string_random();
-    std::string identifier(uuid);
-    g_free(uuid);
-    return identifier;
 }
 
 } // namespace
@@ -155,7 +148,7 @@ void KTScriptManager::postNotification(const std::optional<std::string>& text, c
     if (!text || text == page.dockLabel)
         return;
     if (poster_)
-        poster_(notificationFor(*text, page.host, freshIdentifier()));
+        poster_(notificationFor(*text, page.host, KTUUID::random()));
 }
 
 } // namespace quilt

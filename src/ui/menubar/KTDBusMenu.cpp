@@ -64,12 +64,6 @@ const char kInterface[] = R"xml(<node>
   </interface>
 </node>)xml";
 
-GDBusInterfaceInfo* interfaceInfo()
-{
-    static GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(kInterface, nullptr);
-    return node->interfaces[0];
-}
-
 struct Pending {
     KTDBusMenu* menu;
     int id;
@@ -85,9 +79,7 @@ KTDBusMenu::KTDBusMenu(GDBusConnection* connection, const std::string& objectPat
 {
     static const GDBusInterfaceVTable vtable {onMethod, onProperty, nullptr, {}};
     GError* error = nullptr;
-    registration_ = g_dbus_connection_register_object(connection, path_.c_str(), interfaceInfo(), &vtable, this,
-                                                      nullptr, &error);
-    if (!registration_) {
+    if (!object_.exportAt(connection, path_.c_str(), kInterface, vtable, this, &error)) {
         KTLog::line(std::string("error: ") + (error ? error->message : "cannot export the tray menu"));
         g_clear_error(&error);
     }
@@ -106,8 +98,6 @@ KTDBusMenu::KTDBusMenu(GDBusConnection* connection, const std::string& objectPat
 KTDBusMenu::~KTDBusMenu()
 {
     signals_.clear();
-    if (registration_)
-        g_dbus_connection_unregister_object(connection_.get(), registration_);
 }
 
 void KTDBusMenu::layoutChanged(const char* action)
@@ -116,7 +106,7 @@ void KTDBusMenu::layoutChanged(const char* action)
     if (std::none_of(items_.begin(), items_.end(), [action](const KTMenuItem& i) { return i.action == action; }))
         return;
     ++revision_;
-    if (registration_)
+    if (object_)
         g_dbus_connection_emit_signal(connection_.get(), nullptr, path_.c_str(), "com.canonical.dbusmenu",
                                       "LayoutUpdated", g_variant_new("(ui)", revision_, 0), nullptr);
 }

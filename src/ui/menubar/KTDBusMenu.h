@@ -3,6 +3,7 @@
 #include "core/config/GRef.h"
 #include "core/config/KTSignal.h"
 #include "core/menubar/KTMainMenu.h"
+#include "core/services/KTBusObject.h"
 
 #include <gio/gio.h>
 
@@ -23,7 +24,7 @@ public:
     KTDBusMenu(const KTDBusMenu&) = delete;
     KTDBusMenu& operator=(const KTDBusMenu&) = delete;
 
-    bool exported() const { return registration_ != 0; }
+    bool exported() const { return static_cast<bool>(object_); }
     const std::vector<KTMenuItem>& items() const { return items_; }
     // Runs the item with this id (1 for the first) as a click would.
     void activate(int id);
@@ -42,9 +43,10 @@ private:
     std::string path_;
     std::vector<KTMenuItem> items_;
     GRef<GActionGroup> actions_;
-    unsigned registration_ = 0;
     unsigned revision_ = 1;
     std::vector<KTSignal> signals_;
+    // Last: unexported before the rest goes.
+    KTBusObject object_;
 };
 
 } // namespace quilt

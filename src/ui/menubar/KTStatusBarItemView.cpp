@@ -46,12 +46,6 @@ const char kInterface[] = R"xml(<node>
   </interface>
 </node>)xml";
 
-GDBusInterfaceInfo* interfaceInfo()
-{
-    static GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(kInterface, nullptr);
-    return node->interfaces[0];
-}
-
 GVariant* emptyPixmaps() { return g_variant_new_array(G_VARIANT_TYPE("(iiay)"), nullptr, 0); }
 
 // The icon at `size` pixels with the badge, if any, in its upper right
@@ -147,9 +141,7 @@ KTStatusBarItemView::KTStatusBarItemView(const std::string& id, const std::strin
     }
     menu_ = std::make_unique<KTDBusMenu>(connection_.get(), kMenuPath, std::move(menuItems), actions);
     static const GDBusInterfaceVTable vtable {onMethod, onProperty, nullptr, {}};
-    registration_ = g_dbus_connection_register_object(connection_.get(), kItemPath, interfaceInfo(), &vtable, this,
-                                                      nullptr, &error);
-    if (!registration_) {
+    if (!object_.exportAt(connection_.get(), kItemPath, kInterface, vtable, this, &error)) {
         KTLog::line(std::string("error: ") + (error ? error->message : "cannot export the tray item"));
         g_clear_error(&error);
         return;
@@ -171,8 +163,6 @@ KTStatusBarItemView::~KTStatusBarItemView()
         g_bus_unwatch_name(watcherWatch_);
     if (nameOwner_)
         g_bus_unown_name(nameOwner_);
-    if (registration_)
-        g_dbus_connection_unregister_object(connection_.get(), registration_);
     menu_.reset();
 }
 
@@ -220,7 +210,7 @@ void KTStatusBarItemView::renderIcon()
                                                 gdk_pixbuf_get_has_alpha(drawn)));
         g_object_unref(drawn);
     }
-    if (registration_)
+    if (object_)
         g_dbus_connection_emit_signal(connection_.get(), nullptr, kItemPath, "org.kde.StatusNotifierItem", "NewIcon",
                                       nullptr, nullptr);
 }

@@ -2,6 +2,7 @@
 
 #include "core/config/GRef.h"
 #include "core/menubar/KTIconPixmap.h"
+#include "core/services/KTBusObject.h"
 #include "ui/menubar/KTDBusMenu.h"
 
 #include <gdk-pixbuf/gdk-pixbuf.h>
@@ -62,7 +63,7 @@ private:
     GRef<GdkPixbuf> image_;
     std::vector<KTIconPixmap> icons_;
     std::unique_ptr<KTDBusMenu> menu_;
-    unsigned registration_ = 0;
+    KTBusObject object_;
     unsigned nameOwner_ = 0;
     unsigned watcherWatch_ = 0;
 };

@@ -2,6 +2,9 @@
 
 #include <gtk/gtk.h>
 
+#include <cstddef>
+#include <optional>
+
 // One page of the preferences window. The window owns its panes, shows each
 // pane's widget in its stack under name() with title() in the sidebar, and
 // calls commit() when it closes. Panes write through the stores' own
@@ -20,4 +23,18 @@ public:
     // Built on first call, owned by the pane (it holds a reference).
     virtual GtkWidget* widget() = 0;
     virtual void commit() {}
+
+protected:
+    // For the panes that are lists: the index of the row selected in `view`.
+    static std::optional<size_t> selectedRowOf(GtkTreeView* view)
+    {
+        GtkTreeModel* model = nullptr;
+        GtkTreeIter it;
+        if (!gtk_tree_selection_get_selected(gtk_tree_view_get_selection(view), &model, &it))
+            return std::nullopt;
+        GtkTreePath* path = gtk_tree_model_get_path(model, &it);
+        const auto row = static_cast<size_t>(gtk_tree_path_get_indices(path)[0]);
+        gtk_tree_path_free(path);
+        return row;
+    }
 };

@@ -107,14 +107,8 @@ void KTSavedPasswordsPane::show(std::vector<KTCredentials> logins)
 
 std::optional<size_t> KTSavedPasswordsPane::selectedRow() const
 {
-    GtkTreeModel* model = nullptr;
-    GtkTreeIter it;
-    if (!gtk_tree_selection_get_selected(gtk_tree_view_get_selection(view_), &model, &it))
-        return std::nullopt;
-    GtkTreePath* path = gtk_tree_model_get_path(model, &it);
-    const size_t row = static_cast<size_t>(gtk_tree_path_get_indices(path)[0]);
-    gtk_tree_path_free(path);
-    return row < logins_.size() ? std::optional(row) : std::nullopt;
+    const auto row = selectedRowOf(view_);
+    return row && *row < logins_.size() ? row : std::nullopt;
 }
 
 void KTSavedPasswordsPane::revealClick()

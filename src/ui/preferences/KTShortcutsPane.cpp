@@ -48,18 +48,6 @@ void KTShortcutsPane::commit()
         table_->commit(KTShortcutManager::sharedManager());
 }
 
-std::optional<size_t> KTShortcutsPane::selectedRow() const
-{
-    GtkTreeModel* model = nullptr;
-    GtkTreeIter it;
-    if (!gtk_tree_selection_get_selected(gtk_tree_view_get_selection(view_), &model, &it))
-        return std::nullopt;
-    GtkTreePath* path = gtk_tree_model_get_path(model, &it);
-    const size_t row = static_cast<size_t>(gtk_tree_path_get_indices(path)[0]);
-    gtk_tree_path_free(path);
-    return row;
-}
-
 void KTShortcutsPane::selectRow(size_t row)
 {
     GtkTreePath* path = gtk_tree_path_new_from_indices(static_cast<int>(row), -1);
@@ -80,7 +68,7 @@ void KTShortcutsPane::addClick()
 
 void KTShortcutsPane::removeClick()
 {
-    const auto selected = selectedRow();
+    const auto selected = selectedRowOf(view_);
     if (!selected)
         return;
     const auto next = table_->remove(selected);

@@ -25,7 +25,6 @@ public:
 
 private:
     void build();
-    std::optional<size_t> selectedRow() const;
     void selectRow(size_t row);
     void edited(const char* path, const char* text, int column);
 
