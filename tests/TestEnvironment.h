@@ -1,5 +1,7 @@
 #pragma once
 
+#include "IsolatedHome.h"
+
 #include "core/config/KTJson.h"
 
 #include <gtest/gtest.h>
@@ -37,7 +39,7 @@ public:
     std::string readFile(const std::string& path) const;
     KTJson readJson(const std::string& path) const;
 
-    static void resetSharedStores();
+    static void resetSharedStores() { test::resetSharedStores(); }
 
 private:
     std::string root_, home_, bundle_, uniqueId_;
