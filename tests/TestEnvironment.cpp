@@ -148,6 +148,16 @@ std::vector<std::string> folderEntries(const std::string& path)
     return names;
 }
 
+std::vector<std::string> setAsideCopies(const std::string& path)
+{
+    const std::string folder = KTFileUtil::parentFolder(path), prefix = KTFileUtil::lastComponent(path) + ".corrupt-";
+    std::vector<std::string> found;
+    for (const auto& name : folderEntries(folder))
+        if (name.rfind(prefix, 0) == 0)
+            found.push_back(folder + "/" + name);
+    return found;
+}
+
 static std::vector<std::string> linesOf(const std::string& text)
 {
     std::vector<std::string> out;

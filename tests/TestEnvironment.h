@@ -69,6 +69,10 @@ std::string pngDeclaring(uint32_t width, uint32_t height);
 // Names in a folder (dot files too), sorted; empty when it does not exist.
 std::vector<std::string> folderEntries(const std::string& path);
 
+// What a store moved aside from its unreadable file at path
+// ("<name>.corrupt-…"): full paths, sorted.
+std::vector<std::string> setAsideCopies(const std::string& path);
+
 struct ProgramResult {
     bool exited = false; // by itself, before the timeout or stopWhen
     int exitCode = -1;   // 128 + signal when killed by one

@@ -1,4 +1,4 @@
-// The settings store: absent values, the exact keys of "settings.json", the
+// The settings store: the exact keys of "settings.json", the
 // corrupt-file rules, the home-page normalisation and the app icon.
 
 #include "ConfigTest.h"
@@ -34,25 +34,6 @@ protected:
     RecordingShellDelegate shell;
 };
 
-TEST_F(SettingsTest, AbsentValues)
-{
-    auto& s = KTSettingsManager::sharedManager();
-    EXPECT_EQ(s.windowOpacity(), 100.0);
-    EXPECT_TRUE(s.windowShadow());
-    EXPECT_TRUE(s.autoWindowColor());
-    for (bool v : {s.hideTitle(), s.hidePreferences(), s.hideToolbarButton(), s.hideTitlebar(), s.hideTitleIcon(),
-                   s.openEmptyPage(), s.hideProgressBar(), s.enablePlugins(), s.enableJavaScript(),
-                   s.blockPopupWindow(), s.blockAds(), s.selectNewTab(), s.returnToPrior(), s.confirmColseTabs(),
-                   s.showBookmarkBar(), s.isWindowColorSystem()})
-        EXPECT_FALSE(v);
-    EXPECT_EQ(std::make_tuple(s.windowLevel(), s.appearance(), s.cookiesAllow(), s.refreshTimeInterval()),
-              std::make_tuple(0l, 0ul, 0ul, 0.0));
-    EXPECT_FALSE(s.getMainUrl());
-    EXPECT_FALSE(s.standardFont());
-    EXPECT_TRUE(s.windowColor().isSystem());
-    EXPECT_EQ(s.pathToDownloadsFolder(), env.home() + "/Downloads");
-}
-
 struct UrlCase {
     const char* stored;
     std::optional<std::string> expected;
@@ -77,7 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(SettingsTest, KeysWrittenByteForByteAndReadBack)
 {
-    auto& s = KTSettingsManager::sharedManager();
+    auto& s = KTSettingsManager::sharedManager(); // no file yet: an empty store
+    EXPECT_EQ(s.pathToDownloadsFolder(), env.home() + "/Downloads");
     s.setUrl("app.example"); // stored unchanged, normalised only when read
     s.setOpenEmptyPage(true);
     s.setPathToDownloadFolder("/srv/dl");
@@ -139,16 +121,6 @@ TEST_F(SettingsTest, FlagsFromOlderWritersUseTruthValues)
     EXPECT_EQ(s.appearance(), static_cast<unsigned long>(static_cast<int32_t>(-1)));
 }
 
-TEST_F(SettingsTest, MissingFileLogsOnceAndGivesAnEmptyStore)
-{
-    LogCapture log;
-    auto& s = KTSettingsManager::sharedManager();
-    EXPECT_EQ(log.count("loadSettings2 "), 1u);
-    EXPECT_EQ(s.settings(), KTJson::object());
-    s.setHideTitle(true);
-    EXPECT_TRUE(s.hideTitle());
-}
-
 TEST_F(SettingsTest, CorruptFileLogsTwiceAndIsNeverOverwritten)
 {
     const std::string corrupt = "{\"main_url\": \"https://a.example\", ";
@@ -177,24 +149,20 @@ TEST_F(SettingsTest, UnreadableFileIsSetAsideBeforeDefaultsAreSavedOverIt)
     s.setUrl("https://b.example");
     s.saveSettings();
     EXPECT_EQ(json::stringFor(env.readJson(file()), "main_url"), "https://b.example");
-    int asideFifos = 0;
-    for (const auto& name : folderEntries(KTFileUtil::parentFolder(file()))) {
-        struct stat st {};
-        if (name.rfind("settings.json.corrupt-", 0) == 0 && ::lstat((env.dataFolder() + name).c_str(), &st) == 0)
-            asideFifos += S_ISFIFO(st.st_mode);
-    }
-    EXPECT_EQ(asideFifos, 1) << "the unreadable file is kept under a clear name";
+    const auto aside = setAsideCopies(file());
+    struct stat st {};
+    ASSERT_EQ(aside.size(), 1u);
+    EXPECT_TRUE(::lstat(aside[0].c_str(), &st) == 0 && S_ISFIFO(st.st_mode)) << "the unreadable file, kept as it was";
 }
 
 TEST(RefreshInterval, TimerPeriodIsClampedAndNonsenseMeansNoTimer)
 {
-    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(0.0), 0u);
-    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(-3.0), 0u);
-    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(std::nan("")), 0u);
-    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(0.001), 1000u) << "not ninety reloads a second";
-    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(30.5), 30500u);
-    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(1e300), 86400000u);
-    EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(INFINITY), 86400000u);
+    // Not ninety reloads a second, nor a timer that never fires.
+    const std::pair<double, unsigned> cases[] = {{0.0, 0},       {-3.0, 0},          {std::nan(""), 0},
+                                                 {0.001, 1000},  {30.5, 30500},      {1e300, 86400000},
+                                                 {INFINITY, 86400000}};
+    for (auto [seconds, ms] : cases)
+        EXPECT_EQ(KTSettingsManager::refreshTimerMilliseconds(seconds), ms) << seconds;
 }
 
 TEST_F(SettingsTest, ArrayFileIsKeptAndLookupsFail)
