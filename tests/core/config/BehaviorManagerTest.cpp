@@ -21,6 +21,11 @@ TEST_F(BehaviorTest, FirstStartWritesTheUpgradedDefaults)
     EXPECT_EQ(env.readFile(file()),
               R"({"statusBarKey":false,"POPOVER_W_KEY":400,"POPOVER_H_KEY":400,"windowAllSpace":false,"version":1.1})");
     EXPECT_EQ(b.popOverSize(), (KTSize{400, 400}));
+    // A flipped default would change every new app.
+    EXPECT_FALSE(b.closeApplication() || b.windowAllSpace() || b.mobileVersion() || b.openTabInsteadWindow()
+                 || b.openOtherAppInBackground() || b.openDefaultLinkInNewTab() || b.autoRefreshTheViewOnLoad()
+                 || b.restoreWindowsAndTabs() || b.warnCloseWindows() || b.statusBarMode());
+    EXPECT_EQ(b.openLinksIn(), 0u);
 }
 
 struct PopoverCase {

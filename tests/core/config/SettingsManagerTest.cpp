@@ -1,4 +1,4 @@
-// The settings store: the exact keys of "settings.json", the
+// The settings store: absent values, the exact keys of "settings.json", the
 // corrupt-file rules, the home-page normalisation and the app icon.
 
 #include "ConfigTest.h"
@@ -34,6 +34,25 @@ protected:
     RecordingShellDelegate shell;
 };
 
+TEST_F(SettingsTest, AbsentValues)
+{
+    auto& s = KTSettingsManager::sharedManager();
+    EXPECT_EQ(s.windowOpacity(), 100.0);
+    EXPECT_TRUE(s.windowShadow());
+    EXPECT_TRUE(s.autoWindowColor());
+    for (bool v : {s.hideTitle(), s.hidePreferences(), s.hideToolbarButton(), s.hideTitlebar(), s.hideTitleIcon(),
+                   s.openEmptyPage(), s.hideProgressBar(), s.enablePlugins(), s.enableJavaScript(),
+                   s.blockPopupWindow(), s.blockAds(), s.selectNewTab(), s.returnToPrior(), s.confirmColseTabs(),
+                   s.showBookmarkBar(), s.isWindowColorSystem()})
+        EXPECT_FALSE(v);
+    EXPECT_EQ(std::make_tuple(s.windowLevel(), s.appearance(), s.cookiesAllow(), s.refreshTimeInterval()),
+              std::make_tuple(0l, 0ul, 0ul, 0.0));
+    EXPECT_FALSE(s.getMainUrl());
+    EXPECT_FALSE(s.standardFont());
+    EXPECT_TRUE(s.windowColor().isSystem());
+    EXPECT_EQ(s.pathToDownloadsFolder(), env.home() + "/Downloads");
+}
+
 struct UrlCase {
     const char* stored;
     std::optional<std::string> expected;
@@ -58,8 +77,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(SettingsTest, KeysWrittenByteForByteAndReadBack)
 {
-    auto& s = KTSettingsManager::sharedManager(); // no file yet: an empty store
-    EXPECT_EQ(s.pathToDownloadsFolder(), env.home() + "/Downloads");
+    auto& s = KTSettingsManager::sharedManager();
     s.setUrl("app.example"); // stored unchanged, normalised only when read
     s.setOpenEmptyPage(true);
     s.setPathToDownloadFolder("/srv/dl");

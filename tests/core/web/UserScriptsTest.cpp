@@ -71,6 +71,8 @@ TEST(RulePatterns, FirstPatternInInsertionOrderWins)
     rule.addPatternWithState("*b*", 0); // replaced in place, keeps its position
     EXPECT_EQ(rule.findPatternThatContans("ab")->name, "*b*");
     EXPECT_EQ(rule.findPattern("*b*")->state, 0);
+    rule.renamePatternTo("*b*", "*a*"); // onto the other one, as the named list renames
+    EXPECT_EQ(rule.patterns(), (std::vector<KTPattern>{{"*a*", 0}}));
 }
 
 TEST_F(UserScripts, FindScriptForSkipsDisabledRulesOnly)
