@@ -1,23 +1,11 @@
 #include "KTFuzzWorld.h"
 
-#include "core/config/KTBehaviorManager.h"
-#include "core/config/KTBookmarksManager.h"
+#include "IsolatedHome.h"
+
 #include "core/config/KTBundle.h"
 #include "core/config/KTFileUtil.h"
-#include "core/config/KTHistoryManager.h"
 #include "core/config/KTLog.h"
-#include "core/config/KTPlist.h"
-#include "core/config/KTQuiltManager.h"
-#include "core/config/KTRestoreManager.h"
-#include "core/config/KTSettingsManager.h"
-#include "core/config/KTShared.h"
 #include "core/config/KTShellDelegate.h"
-#include "core/config/KTUpdateManager.h"
-#include "core/config/KTUserDefaults.h"
-#include "core/config/KTWebPageZoomManager.h"
-#include "core/web/KTScriptsManager.h"
-#include "core/web/KTStylesManager.h"
-#include "core/web/KTWhiteListManager.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -52,29 +40,14 @@ KTFuzzWorld::KTFuzzWorld()
     root_ = gRoot = tmpl;
     std::atexit(removeRoot);
 
-    home_ = root_ + "/home";
-    KTFileUtil::makeDirectories(home_);
-    ::setenv("HOME", home_.c_str(), 1);
-    ::setenv("XDG_DATA_HOME", (home_ + "/.local/share").c_str(), 1);
-    ::setenv("XDG_CONFIG_HOME", (home_ + "/.config").c_str(), 1);
-    ::setenv("XDG_CACHE_HOME", (home_ + "/.cache").c_str(), 1);
-    ::unsetenv("QUILT_BUNDLE");
+    home_ = test::isolateHome(root_);
     ::unsetenv("QUILT_DEBUG");
     KTLog::setSink([](std::string_view) {});
 
     char* uuid = g_uuid_string_random();
     uniqueId_ = uuid;
     g_free(uuid);
-    bundle_ = root_ + "/apps/Fuzz.app";
-    KTFileUtil::makeDirectories(bundle_ + "/Contents/MacOS");
-    KTFileUtil::makeDirectories(bundle_ + "/Contents/Resources");
-    KTJson info = {{"CFBundleName", "Fuzz"},
-                   {"CFBundleIdentifier", "org.quilt.fuzz"},
-                   {"CFBundleExecutable", "DefaultApp"},
-                   {"CFBundleShortVersionString", "1.0"},
-                   {"CFBundleVersion", "1.0"}};
-    KTPlist::writeFile(bundle_ + "/Contents/Info.plist", info);
-    KTBundle::writeUniqueIdentifier(bundle_, uniqueId_);
+    bundle_ = test::makeAppBundle(root_, "Fuzz", "1.0", uniqueId_);
     KTBundle::setMainPath(bundle_);
 }
 
@@ -93,18 +66,7 @@ void KTFuzzWorld::writeFile(const std::string& path, std::string_view bytes) con
 
 void KTFuzzWorld::reset() const
 {
-    KTShared<KTSettingsManager>::reset();
-    KTShared<KTBehaviorManager>::reset();
-    KTShared<KTRestoreManager>::reset();
-    KTShared<KTWebPageZoomManager>::reset();
-    KTShared<KTBookmarksManager>::reset();
-    KTShared<KTHistoryManager>::reset();
-    KTShared<KTUpdateManager>::reset();
-    KTShared<KTWhiteListManager>::reset();
-    KTShared<KTScriptsManager>::reset();
-    KTShared<KTStylesManager>::reset();
-    KTShared<KTQuiltManager>::reset();
-    KTUserDefaults::resetStandardUserDefaults();
+    test::resetSharedStores();
     KTShellDelegate::setShared(nullptr);
     KTFileUtil::removeTree(dataFolder());
 }

@@ -1,27 +1,10 @@
 #include "TestEnvironment.h"
 
-#include "core/config/KTBehaviorManager.h"
-#include "core/config/KTBookmarksManager.h"
 #include "core/config/KTBundle.h"
 #include "core/config/KTFileUtil.h"
-#include "core/config/KTHistoryManager.h"
 #include "core/config/KTLog.h"
 #include "core/config/KTPaths.h"
-#include "core/config/KTPlist.h"
-#include "core/config/KTQuiltManager.h"
-#include "core/config/KTRestoreManager.h"
-#include "core/config/KTSettingsManager.h"
-#include "core/config/KTShared.h"
 #include "core/config/KTShellDelegate.h"
-#include "core/config/KTUpdateManager.h"
-#include "core/config/KTUserDefaults.h"
-#include "core/config/KTWebPageZoomManager.h"
-#include "core/menubar/KTDockBadge.h"
-#include "core/menubar/KTShortcutManager.h"
-#include "core/web/KTScriptManager.h"
-#include "core/web/KTScriptsManager.h"
-#include "core/web/KTStylesManager.h"
-#include "core/web/KTWhiteListManager.h"
 
 #include <algorithm>
 #include <csignal>
@@ -70,13 +53,7 @@ TestEnvironment::TestEnvironment()
     }
     char tmpl[] = "/tmp/quilt-test-XXXXXX";
     root_ = ::mkdtemp(tmpl);
-    home_ = root_ + "/home";
-    KTFileUtil::makeDirectories(home_);
-    ::setenv("HOME", home_.c_str(), 1);
-    ::setenv("XDG_DATA_HOME", (home_ + "/.local/share").c_str(), 1);
-    ::setenv("XDG_CONFIG_HOME", (home_ + "/.config").c_str(), 1);
-    ::setenv("XDG_CACHE_HOME", (home_ + "/.cache").c_str(), 1);
-    ::unsetenv("QUILT_BUNDLE");
+    home_ = isolateHome(root_);
     followEnvironmentInGLib();
     char* uuid = g_uuid_string_random();
     uniqueId_ = uuid;
@@ -101,27 +78,6 @@ TestEnvironment::~TestEnvironment()
         KTFileUtil::removeTree(root_);
 }
 
-void TestEnvironment::resetSharedStores()
-{
-    // The settings store saves itself when it goes; tests that do not want
-    // that reset it themselves first.
-    KTShared<KTSettingsManager>::reset();
-    KTShared<KTBehaviorManager>::reset();
-    KTShared<KTRestoreManager>::reset();
-    KTShared<KTWebPageZoomManager>::reset();
-    KTShared<KTBookmarksManager>::reset();
-    KTShared<KTHistoryManager>::reset();
-    KTShared<KTUpdateManager>::reset();
-    KTShared<KTWhiteListManager>::reset();
-    KTShared<KTScriptsManager>::reset();
-    KTShared<KTStylesManager>::reset();
-    KTShared<KTQuiltManager>::reset();
-    KTShared<KTShortcutManager>::reset();
-    KTShared<KTDockBadge>::reset();
-    KTShared<KTScriptManager>::reset();
-    KTUserDefaults::resetStandardUserDefaults();
-}
-
 std::string TestEnvironment::dataFolder() const
 {
     return home_ + "/.local/share/Quilt/" + uniqueId_ + "/";
@@ -130,18 +86,7 @@ std::string TestEnvironment::dataFolder() const
 std::string TestEnvironment::makeBundle(const std::string& name, const std::string& version,
                                         const std::string& uniqueId) const
 {
-    std::string path = root_ + "/apps/" + name + ".app";
-    KTFileUtil::makeDirectories(path + "/Contents/MacOS");
-    KTFileUtil::makeDirectories(path + "/Contents/Resources");
-    KTJson info = {{"CFBundleName", name},
-                   {"CFBundleIdentifier", "org.quilt.test." + name},
-                   {"CFBundleExecutable", "DefaultApp"},
-                   {"CFBundleShortVersionString", version},
-                   {"CFBundleVersion", version}};
-    KTPlist::writeFile(path + "/Contents/Info.plist", info);
-    if (!uniqueId.empty())
-        KTBundle::writeUniqueIdentifier(path, uniqueId);
-    return path;
+    return makeAppBundle(root_, name, version, uniqueId);
 }
 
 void TestEnvironment::writeFile(const std::string& path, const std::string& content) const
@@ -201,6 +146,16 @@ std::vector<std::string> folderEntries(const std::string& path)
         names.push_back(e.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
+}
+
+std::vector<std::string> setAsideCopies(const std::string& path)
+{
+    const std::string folder = KTFileUtil::parentFolder(path), prefix = KTFileUtil::lastComponent(path) + ".corrupt-";
+    std::vector<std::string> found;
+    for (const auto& name : folderEntries(folder))
+        if (name.rfind(prefix, 0) == 0)
+            found.push_back(folder + "/" + name);
+    return found;
 }
 
 static std::vector<std::string> linesOf(const std::string& text)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "IsolatedHome.h"
+
 #include "core/config/KTJson.h"
 
 #include <gtest/gtest.h>
@@ -37,7 +39,7 @@ public:
     std::string readFile(const std::string& path) const;
     KTJson readJson(const std::string& path) const;
 
-    static void resetSharedStores();
+    static void resetSharedStores() { test::resetSharedStores(); }
 
 private:
     std::string root_, home_, bundle_, uniqueId_;
@@ -66,6 +68,10 @@ std::string pngDeclaring(uint32_t width, uint32_t height);
 
 // Names in a folder (dot files too), sorted; empty when it does not exist.
 std::vector<std::string> folderEntries(const std::string& path);
+
+// What a store moved aside from its unreadable file at path
+// ("<name>.corrupt-…"): full paths, sorted.
+std::vector<std::string> setAsideCopies(const std::string& path);
 
 struct ProgramResult {
     bool exited = false; // by itself, before the timeout or stopWhen

@@ -1,10 +1,8 @@
-// The behaviour store: first start, popover sizes, the 1.1 upgrade and the
-// setters with deliberate side effects.
+// The behaviour store: first start, popover sizes and the 1.1 upgrade.
 
 #include "ConfigTest.h"
 
 #include "core/config/KTBehaviorManager.h"
-#include "core/config/KTShared.h"
 
 using namespace quilt;
 using namespace quilt::test;
@@ -14,11 +12,6 @@ namespace {
 class BehaviorTest : public ::testing::Test {
 protected:
     std::string file() const { return env.dataFolder() + "behavior.json"; }
-    KTBehaviorManager& restart()
-    {
-        KTShared<KTBehaviorManager>::reset();
-        return KTBehaviorManager::sharedManager();
-    }
     TestEnvironment env;
 };
 
@@ -28,6 +21,7 @@ TEST_F(BehaviorTest, FirstStartWritesTheUpgradedDefaults)
     EXPECT_EQ(env.readFile(file()),
               R"({"statusBarKey":false,"POPOVER_W_KEY":400,"POPOVER_H_KEY":400,"windowAllSpace":false,"version":1.1})");
     EXPECT_EQ(b.popOverSize(), (KTSize{400, 400}));
+    // A flipped default would change every new app.
     EXPECT_FALSE(b.closeApplication() || b.windowAllSpace() || b.mobileVersion() || b.openTabInsteadWindow()
                  || b.openOtherAppInBackground() || b.openDefaultLinkInNewTab() || b.autoRefreshTheViewOnLoad()
                  || b.restoreWindowsAndTabs() || b.warnCloseWindows() || b.statusBarMode());

@@ -17,7 +17,6 @@
 #include "core/web/KTWhiteListManager.h"
 
 #include <fcntl.h>
-#include <glib.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/xattr.h>
@@ -42,19 +41,6 @@ public:
 private:
     std::string path_;
 };
-
-std::vector<std::string> setAsideFiles(const std::string& path)
-{
-    std::vector<std::string> found;
-    const std::string folder = KTFileUtil::parentFolder(path), prefix = KTFileUtil::lastComponent(path) + ".corrupt-";
-    if (GDir* dir = g_dir_open(folder.c_str(), 0, nullptr)) {
-        while (const char* name = g_dir_read_name(dir))
-            if (std::string(name).rfind(prefix, 0) == 0)
-                found.push_back(folder + "/" + name);
-        g_dir_close(dir);
-    }
-    return found;
-}
 
 struct LoadCase {
     const char* name;
@@ -85,7 +71,7 @@ TEST_P(StoreLoadRule, LoadsAndResaves)
     EXPECT_EQ(env.readFile(path), c.resaved);
 
     // What could not be read is kept beside the new file, byte for byte.
-    auto aside = setAsideFiles(path);
+    auto aside = setAsideCopies(path);
     ASSERT_EQ(aside.size(), c.logLines);
     if (!aside.empty()) {
         EXPECT_EQ(env.readFile(aside[0]), c.content);
@@ -130,7 +116,7 @@ TEST_P(StoreHostileFile, IsRefusedAtOnceAndSetAside)
     ProbeStore store(path);
     ASSERT_EQ(log.lines().size(), 1u);
     EXPECT_EQ(json::compact(store.json()), "{}");
-    EXPECT_EQ(setAsideFiles(path).size(), 1u);
+    EXPECT_EQ(setAsideCopies(path).size(), 1u);
     store.json()["kept"] = true;
     store.save();
     EXPECT_EQ(env.readFile(path), "{\"kept\":true}");

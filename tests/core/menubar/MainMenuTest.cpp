@@ -105,26 +105,21 @@ TEST(MainMenuTest, BookmarksMenuEnablesAddAndRemoveOnlyWhenTheyApply)
 {
     auto none = KTMainMenu::bookmarksMenu({}, false);
     ASSERT_EQ(titles(none), (Strings{"Add bookmark", "Remove bookmark", "-"}));
-    EXPECT_EQ(none[0].tag, 71);
-    EXPECT_EQ(none[1].tag, 72);
-    EXPECT_FALSE(none[0].enabled); // no page to bookmark
-    EXPECT_FALSE(none[1].enabled);
+    EXPECT_FALSE(none[0].enabled || none[1].enabled); // no page to bookmark
 
     auto some = KTMainMenu::bookmarksMenu({"B", "a"}, true);
     EXPECT_EQ(titles(some), (Strings{"Add bookmark", "Remove bookmark", "-", "B", "a"}));
-    EXPECT_TRUE(some[0].enabled);
-    EXPECT_TRUE(some[1].enabled);
+    EXPECT_TRUE(some[0].enabled && some[1].enabled);
     EXPECT_EQ(some[3].action, "open-bookmark");
     EXPECT_EQ(some[4].target, "a");
 }
 
 TEST(MainMenuTest, CloseTabRuleByTabCount)
 {
-    EXPECT_EQ(KTMainMenu::closeTabRule(0), KTCloseTabRule::CloseWindow);
-    EXPECT_EQ(KTMainMenu::closeTabRule(1), KTCloseTabRule::CloseWindow);
-    EXPECT_EQ(KTMainMenu::closeTabRule(2), KTCloseTabRule::RemoveTabAndHideTabBar);
-    EXPECT_EQ(KTMainMenu::closeTabRule(3), KTCloseTabRule::RemoveTab);
-    EXPECT_EQ(KTMainMenu::closeTabRule(40), KTCloseTabRule::RemoveTab);
+    using R = KTCloseTabRule;
+    const std::vector<R> rules = {R::CloseWindow, R::CloseWindow, R::RemoveTabAndHideTabBar, R::RemoveTab, R::RemoveTab};
+    for (size_t tabs = 0; tabs < rules.size(); ++tabs)
+        EXPECT_EQ(KTMainMenu::closeTabRule(tabs), rules[tabs]) << tabs;
 }
 
 TEST(MainMenuTest, EveryKeyBelongsToOneCommandAndEveryCommandWithKeysIsInTheMenu)

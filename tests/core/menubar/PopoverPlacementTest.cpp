@@ -1,8 +1,7 @@
 // The tray's popup: where it goes for a tray point, how the round handle
-// resizes it, the icon pixels tray hosts read, and the item's menu.
+// resizes it, and the icon pixels tray hosts read.
 
 #include "core/menubar/KTIconPixmap.h"
-#include "core/menubar/KTMainMenu.h"
 #include "core/menubar/KTPopoverPlacement.h"
 
 #include <gtest/gtest.h>
@@ -69,17 +68,6 @@ TEST(IconPixmapTest, PixelsBecomeArgbInNetworkOrderRowByRow)
     EXPECT_TRUE(KTIconPixmap::fromRgba(rgba, 3, 2, 10, true).argb.empty());
     EXPECT_TRUE(KTIconPixmap::fromRgba(nullptr, 2, 2, 8, true).argb.empty());
     EXPECT_TRUE(KTIconPixmap::fromRgba(rgba, 0, 2, 8, true).argb.empty());
-}
-
-TEST(StatusItemMenuTest, FourCommandsInOrderThroughTheMainMenusNames)
-{
-    std::vector<std::pair<std::string, std::string>> got;
-    for (const auto& i : KTMainMenu::statusItemMenu())
-        got.emplace_back(i.title, i.action);
-    EXPECT_EQ(got, (std::vector<std::pair<std::string, std::string>> {{"Add Tab", "new-tab"},
-                                                                      {"Switch to Regular Mode", "switch-to-normal-mode"},
-                                                                      {"Preferences", "preferences"},
-                                                                      {"Quit", "quit"}}));
 }
 
 } // namespace

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 
 using namespace quilt;
 using namespace quilt::test;
@@ -19,13 +18,6 @@ using Strings = std::vector<std::string>;
 class ShortcutsTest : public ::testing::Test {
 protected:
     std::string path() const { return env.dataFolder() + "shortcuts.json"; }
-    size_t asideCount() const
-    {
-        size_t n = 0;
-        for (auto& e : std::filesystem::directory_iterator(env.dataFolder()))
-            n += e.path().filename().string().rfind("shortcuts.json.corrupt-", 0) == 0;
-        return n;
-    }
     TestEnvironment env;
 };
 
@@ -64,7 +56,7 @@ TEST_F(ShortcutsTest, MissingEmptyAndDamagedFilesGiveNoShortcutsAndLoseNothing)
     EXPECT_TRUE(KTShortcutManager(path()).shortcuts().empty());
     env.writeFile(path(), "");
     EXPECT_TRUE(KTShortcutManager(path()).shortcuts().empty());
-    EXPECT_EQ(asideCount(), 0u);
+    EXPECT_EQ(setAsideCopies(path()).size(), 0u);
 
     for (const char* damaged : {R"({"mail": "https://mail.exa)", R"(["mail","https://x/"])"}) {
         env.writeFile(path(), damaged);
@@ -77,7 +69,7 @@ TEST_F(ShortcutsTest, MissingEmptyAndDamagedFilesGiveNoShortcutsAndLoseNothing)
         s.setShortCutForUrl("w", "https://w.example/");
         EXPECT_TRUE(s.saveJson());
     }
-    EXPECT_EQ(asideCount(), 2u);
+    EXPECT_EQ(setAsideCopies(path()).size(), 2u);
 }
 
 } // namespace

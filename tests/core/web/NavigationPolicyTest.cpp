@@ -169,22 +169,6 @@ TEST(NavigationPolicy, RootDomain)
     }
 }
 
-TEST(NavigationPolicy, UrlToJudge)
-{
-    // Same root domain: the source decides; different or missing: the request.
-    EXPECT_EQ(KTNavigationPolicy::urlToJudge("https://b.x.y/", std::nullopt), "https://b.x.y/");
-    const struct {
-        const char *url, *source, *judged;
-    } cases[] = {
-        {"https://b.x.y/", "https://a.x.y/s", "https://a.x.y/s"},
-        {"https://b.x.z/", "https://a.x.y/s", "https://b.x.z/"},
-        {"about:srcdoc", "about:blank", "about:srcdoc"},          // two hostless URLs share no root domain
-        {"https://x.y/", "https://w.x.y/", "https://w.x.y/"},      // x.y and w.x.y: both x.y
-        {"https://v.w.x.y/", "https://x.y/", "https://v.w.x.y/"}}; // w.x.y differs from x.y
-    for (const auto& c : cases)
-        EXPECT_EQ(KTNavigationPolicy::urlToJudge(c.url, std::string(c.source)), c.judged) << c.url;
-}
-
 TEST(NavigationPolicy, WebAddressPrefixes)
 {
     for (const char* url : {"http://a", "https://a"})
