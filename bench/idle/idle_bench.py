@@ -104,7 +104,7 @@ class App(tb.Quilt):
                         "--method", "org.gtk.Actions.Activate", name, "[]", "{}"], capture_output=True, timeout=10)
 
 
-CASES = ("shown", "pointer_over_page", "minimised", "hidden", "watcher_shown", "watcher_hidden", "dock_monitor", "refresh_30s")
+CASES = ("shown", "pointer_over_page", "minimised", "hidden", "watcher_shown", "watcher_hidden", "dock_monitor", "tray_watcher", "refresh_30s")
 
 
 def sample(opt, out, key, app):
@@ -160,6 +160,8 @@ def run(opt, server):
         watcher_cases(opt, server, out, watched)
     if "dock_monitor" in opt.only:
         dock_case(opt, server, out, plain)
+    if "tray_watcher" in opt.only:
+        tray_case(opt, server, out, watched)
     if "refresh_30s" in opt.only:
         refresh_case(opt, server, out, plain)
     return out
@@ -216,6 +218,33 @@ def dock_case(opt, server, out, plain):
         app.stop()
 
 
+def tray_case(opt, server, out, watched):
+    """Menu-bar mode with its popup never opened, the watched inbox in it."""
+    if not opt.tray_host:
+        log("idle tray_watcher: no tray_host built, not measured")
+        return
+    host = subprocess.Popen([opt.tray_host], stdout=subprocess.PIPE, text=True)
+    app = App(opt, "IdleTray", server, behavior={"statusBarKey": True})
+    try:
+        if host.stdout.readline().strip() != "ready":
+            log("idle tray_watcher: the tray did not start, not measured")
+            return
+        app.start(watched)
+        line = []
+        reader = threading.Thread(target=lambda: line.append(host.stdout.readline()), daemon=True)
+        reader.start()
+        reader.join(60)
+        if not line or not line[0].startswith("item "):
+            log("idle tray_watcher: the app put no item in the tray, not measured")
+            return
+        time.sleep(opt.settle)
+        sample(opt, out, "tray_watcher", app)
+    finally:
+        app.stop()
+        host.terminate()
+        host.wait()
+
+
 def refresh_case(opt, server, out, plain):
     app = App(opt, "IdleRefresh", server, settings={"refreshTimeInterval": 30})
     try:
@@ -230,6 +259,7 @@ def main(argv):
     ap.add_argument("--template", required=True)
     ap.add_argument("--idle-seconds", type=float, default=60)
     ap.add_argument("--settle", type=float, default=20)
+    ap.add_argument("--tray-host", help="the built bench/idle/tray_host, for menu-bar mode")
     ap.add_argument("--only", default=",".join(CASES), help="cases to measure, comma separated")
     opt = ap.parse_args(argv)
     opt.only = set(opt.only.split(","))

@@ -17,6 +17,9 @@
 #                    watcher reads it every 3 s; window shown
 #   watcher_hidden   the same, window hidden (when a badge matters most)
 #   dock_monitor     dock monitor on a square of the page (2 s capture)
+#   tray_watcher     menu-bar mode ("statusBarKey"), its popup never opened, the
+#                    watched inbox in it (tray_host, built with the bench target,
+#                    stands in for the panel's tray)
 #   refresh_30s      a 30 s refresh timer on ("refreshTimeInterval")
 #
 # Options:
@@ -50,4 +53,6 @@ if [[ -z "${QUILT_IDLE_BENCH_SESSION:-}" ]]; then
   export QUILT_IDLE_BENCH_SESSION=1
   exec "$root/tests/desktop-session" bash "$0" --build "$build" "${args[@]}"
 fi
-exec python3 "$here/idle_bench.py" --template "$template" "${args[@]}"
+tray=()
+[[ -x "$build/bench/idle/tray_host" ]] && tray=(--tray-host "$build/bench/idle/tray_host")
+exec python3 "$here/idle_bench.py" --template "$template" "${tray[@]}" "${args[@]}"
