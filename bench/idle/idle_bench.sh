@@ -24,6 +24,7 @@
 #
 # Options:
 #   --build DIR         build tree holding DefaultApp.app (default: $QUILT_BUILD_DIR or build)
+#   --only LIST         cases to measure, comma separated (every one)
 #   --idle-seconds S    length of each sample (60)
 #   --settle S          seconds to let a freshly started app settle before sampling (20)
 #

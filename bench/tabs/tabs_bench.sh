@@ -2,8 +2,8 @@
 # tabs_bench.sh [OPTIONS]
 #
 # What many tabs and a long session cost, printed as figures and ratios in
-# one run (an idle app: bench/idle/idle_bench.sh). Runs inside a private headless desktop
-# (tests/desktop-session) against pages served on 127.0.0.1.
+# one run (an idle app: bench/idle/idle_bench.sh). Runs inside a private
+# headless desktop (tests/desktop-session) against pages served on 127.0.0.1.
 #
 #   tabs   ten tabs of one site against one tab: PSS of the whole process tree
 #          (app, web and network processes), process count, and the time to
