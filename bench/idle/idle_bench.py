@@ -104,7 +104,8 @@ class App(tb.Quilt):
                         "--method", "org.gtk.Actions.Activate", name, "[]", "{}"], capture_output=True, timeout=10)
 
 
-CASES = ("shown", "pointer_over_page", "minimised", "hidden", "watcher_shown", "watcher_hidden", "dock_monitor", "tray_watcher", "refresh_30s")
+CASES = ("shown", "pointer_over_page", "minimised", "hidden", "watcher_shown", "watcher_hidden", "dock_monitor",
+         "tray_watcher", "refresh_30s")
 
 
 def sample(opt, out, key, app):
@@ -112,12 +113,13 @@ def sample(opt, out, key, app):
         return
     r = out[key] = tb.idle_sample(app.proc.pid, opt.idle_seconds)
     log("idle %-22s app %6.3f %% %6.1f wake-ups/s | tree %6.3f %% %6.1f wake-ups/s" % (
-        key, r["app_cpu_pct"] or 0, r["app_wakeups_s"] or 0, r["tree_cpu_pct"], r["tree_wakeups_s"]))
+        key, r["app_cpu_pct"], r["app_wakeups_s"], r["tree_cpu_pct"], r["tree_wakeups_s"]))
 
 
 def pointer_away():
-    """Rests the pointer in the screen's corner, off the window: a pointer
-    over a page that scrolls keeps the engine drawing (pointer_over_page)."""
+    """Rests the pointer in the screen's corner, off the window: after the
+    pointer moves over a page that scrolls, the engine draws for a while
+    (pointer_over_page)."""
     w, h = xdotool("getdisplaygeometry").split()
     xdotool("mousemove", "--sync", str(int(w) - 1), str(int(h) - 1))
 
