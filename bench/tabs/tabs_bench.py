@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Tabs, idle and long-session benchmark of DefaultApp (run through
-tabs_bench.sh, which starts a private headless desktop and says what each
-phase measures). Standard library only; it shares the screen, process-tree
-and bundle helpers of ../startup/startup_bench.py."""
+"""Tabs and long-session benchmark of DefaultApp (run through tabs_bench.sh,
+which starts a private headless desktop and says what each phase measures).
+Standard library only; it shares the screen, process-tree and bundle helpers
+of ../startup/startup_bench.py, and its idle sampling serves ../idle."""
 import argparse
 import http.server
 import json
@@ -22,7 +22,6 @@ import startup_bench as sb  # noqa: E402
 from benchlib import status_kib  # noqa: E402  (startup_bench puts bench/ on the path)
 
 log = sb.log
-TICK = os.sysconf("SC_CLK_TCK")
 
 
 def colour(n):
@@ -128,45 +127,42 @@ def uss_of(pids):
     return total / 1024.0
 
 
-def cpu_and_switches(pid):
-    """(CPU seconds, {thread: context switches}) of one process."""
+def thread_counts(pid):
+    """{thread: (CPU seconds, context switches)} of one process. CPU time is
+    the scheduler's nanosecond count: the 10 ms ticks of /proc/PID/stat are
+    too coarse for threads that wake for a millisecond now and then."""
+    out = {}
     try:
-        with open("/proc/%d/stat" % pid) as f:
-            rest = f.read().rsplit(")", 1)[1].split()
-        cpu = (int(rest[11]) + int(rest[12])) / TICK
-        sw = {}
-        for task in os.listdir("/proc/%d/task" % pid):
-            try:
-                with open("/proc/%d/task/%s/status" % (pid, task)) as f:
-                    sw[task] = sum(int(line.split()[1]) for line in f if "ctxt_switches" in line)
-            except OSError:
-                pass
-        return cpu, sw
-    except (OSError, ValueError, IndexError):
-        return None
+        tasks = os.listdir("/proc/%d/task" % pid)
+    except OSError:
+        return out
+    for task in tasks:
+        try:
+            with open("/proc/%d/task/%s/schedstat" % (pid, task)) as f:
+                cpu = int(f.read().split()[0]) / 1e9
+            with open("/proc/%d/task/%s/status" % (pid, task)) as f:
+                out[task] = (cpu, sum(int(line.split()[1]) for line in f if "ctxt_switches" in line))
+        except (OSError, ValueError, IndexError):
+            pass
+    return out
 
 
 def idle_sample(root, seconds):
-    """CPU % of one core and wake-ups (context switches of every thread, those
-    that started meanwhile included) per second, of the app and of its tree."""
-    before = {p: cpu_and_switches(p) for p in sb.tree(root)}
+    """CPU % of one core and wake-ups (context switches) per second of the
+    app and of its tree, summed over threads; a thread that starts meanwhile
+    counts whole, one that ends is left out."""
+    before = {p: thread_counts(p) for p in sb.tree(root)}
     time.sleep(seconds)
-    after = {p: cpu_and_switches(p) for p in sb.tree(root)}
-    app = None
-    tot_cpu = tot_sw = 0.0
-    for p, a in after.items():
-        b = before.get(p)
-        if not a:
-            continue
-        d_cpu = a[0] - (b[0] if b else 0)
-        d_sw = sum(n - (b[1].get(t, 0) if b else 0) for t, n in a[1].items())
-        tot_cpu += d_cpu
-        tot_sw += d_sw
+    app = tree = (0.0, 0.0)
+    for p in sb.tree(root):
+        b = before.get(p, {})
+        d = [(c - b.get(t, (0, 0))[0], n - b.get(t, (0, 0))[1]) for t, (c, n) in thread_counts(p).items()]
+        cpu, sw = sum(x[0] for x in d), sum(x[1] for x in d)
+        tree = (tree[0] + cpu, tree[1] + sw)
         if p == root:
-            app = (100.0 * d_cpu / seconds, d_sw / seconds)
-    tree = (100.0 * tot_cpu / seconds, tot_sw / seconds)
-    return {"app_cpu_pct": round(app[0], 3) if app else None, "app_wakeups_s": round(app[1], 1) if app else None,
-            "tree_cpu_pct": round(tree[0], 3), "tree_wakeups_s": round(tree[1], 1)}
+            app = (cpu, sw)
+    return {"app_cpu_pct": round(100.0 * app[0] / seconds, 3), "app_wakeups_s": round(app[1] / seconds, 1),
+            "tree_cpu_pct": round(100.0 * tree[0] / seconds, 3), "tree_wakeups_s": round(tree[1] / seconds, 1)}
 
 
 # ------------------------------------------------------------ screen
@@ -331,34 +327,6 @@ def tabs_phase(opt, server, screen, prog, tag):
     return res
 
 
-def idle_phase(opt, server):
-    out = {}
-    app = Quilt(opt, "IdleBench")
-    try:
-        app.start(server.tab_url(0, "&idle"))
-        wait_for(lambda: server.hit("/tab?n=0") >= 1, 60)
-        time.sleep(opt.settle)
-        out["shown"] = idle_sample(app.proc.pid, opt.idle_seconds)
-        log("idle shown      %s" % out["shown"])
-        for wid in xdotool("search", "--onlyvisible", "--class", app.window_class).split():
-            xdotool("windowminimize", "--sync", wid)
-        time.sleep(3)
-        out["hidden"] = idle_sample(app.proc.pid, opt.idle_seconds)
-        log("idle hidden     %s" % out["hidden"])
-    finally:
-        app.stop()
-    app = Quilt(opt, "IdleRefreshBench", settings={"refreshTimeInterval": 30})
-    try:
-        app.start(server.tab_url(0, "&refresh"))
-        wait_for(lambda: server.hit("/tab?n=0") >= 1, 60)
-        time.sleep(opt.settle)
-        out["refresh_30s"] = idle_sample(app.proc.pid, opt.idle_seconds)
-        log("idle refresh30s %s" % out["refresh_30s"])
-    finally:
-        app.stop()
-    return out
-
-
 def app_memory(pid):
     return {"rss_mib": round(status_kib(pid, "VmRSS") / 1024.0, 1), "pss_mib": round(sb.pss_kib(pid) / 1024.0, 1)}
 
@@ -410,8 +378,7 @@ def long_phase(opt, server):
 def main(argv):
     ap = argparse.ArgumentParser(prog="tabs_bench.sh")
     ap.add_argument("--template", required=True)
-    ap.add_argument("--only", default="tabs,idle,long")
-    ap.add_argument("--idle-seconds", type=float, default=60)
+    ap.add_argument("--only", default="tabs,long")
     ap.add_argument("--settle", type=float, default=6)
     ap.add_argument("--peers", default="epiphany,chromium")
     ap.add_argument("--long-tabs", type=int, default=200)
@@ -454,8 +421,6 @@ def main(argv):
                     log("ratio ten tabs DefaultApp / %-27s %.1f / %.1f = %.2f" % (
                         r["name"], base["ten_tabs_mib"], r["ten_tabs_mib"], base["ten_tabs_mib"] / r["ten_tabs_mib"]))
             result["tabs"] = rows
-        if "idle" in phases:
-            result["idle"] = idle_phase(opt, server)
         if "long" in phases:
             result["long"] = r = long_phase(opt, server)
             log("long tabs   start rss=%(rss_mib)s MiB" % r["start"] + "  after %d tabs rss=%s MiB  ratio=%s" % (

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # tabs_bench.sh [OPTIONS]
 #
-# What many tabs, an idle app and a long session cost, printed as figures and
-# ratios in one run. Runs inside a private headless desktop
-# (tests/desktop-session) against pages served on 127.0.0.1.
+# What many tabs and a long session cost, printed as figures and ratios in
+# one run (an idle app: bench/idle/idle_bench.sh). Runs inside a private
+# headless desktop (tests/desktop-session) against pages served on 127.0.0.1.
 #
 #   tabs   ten tabs of one site against one tab: PSS of the whole process tree
 #          (app, web and network processes), process count, and the time to
@@ -11,16 +11,12 @@
 #          DefaultApp as built, DefaultApp with a web process per tab
 #          (QUILT_TABS_PER_PROCESS=1, how it was before tabs shared), and
 #          GNOME Web and Chromium with the same ten tabs when installed.
-#   idle   CPU time (% of one core) and wake-ups (context switches) per second
-#          of the app and of its whole tree over --idle-seconds: window shown
-#          but idle, window minimised, and with a 30 s refresh timer on.
 #   long   open and close 200 tabs, then navigate 500 pages in one tab: the
 #          app process's own RSS and PSS before, after each, and the ratio.
 #
 # Options:
 #   --build DIR         build tree holding DefaultApp.app (default: $QUILT_BUILD_DIR or build)
-#   --only LIST         phases to run, comma separated (tabs,idle,long)
-#   --idle-seconds S    length of each idle sample (60)
+#   --only LIST         phases to run, comma separated (tabs,long)
 #   --settle S          seconds to let pages settle before a memory sample (6)
 #   --peers LIST        peers for the tabs phase (epiphany,chromium)
 #

@@ -62,6 +62,8 @@ void KTDockMonitor::putUpOverlay(bool editing)
     if (!page)
         return;
     dockMonitorView_ = GRef<WebKitWebView>::retain(page->webview());
+    viewDrawn_ = KTSignal(page->webview(), "draw", G_CALLBACK(onViewDrawn), this, G_CONNECT_AFTER);
+    squareDrawn_ = true;
     coveredArea_ = GRef<GtkWidget>::retain(top->window().contentArea());
     dropOverlay();
     if (editing) {
@@ -103,8 +105,10 @@ void KTDockMonitor::selectionEditingDidEnded() { setEditShown(true); }
 
 void KTDockMonitor::startDockMonitor()
 {
-    dockMonitorTimer_ = KTSource(g_timeout_add(kIntervalMs, +[](gpointer self) -> gboolean {
-        static_cast<KTDockMonitor*>(self)->updateDockMonitor();
+    dockMonitorTimer_ = KTSource(g_timeout_add(kIntervalMs, +[](gpointer data) -> gboolean {
+        auto* self = static_cast<KTDockMonitor*>(data);
+        if (self->squareDrawn_)
+            self->updateDockMonitor();
         return G_SOURCE_CONTINUE;
     }, this));
 }
@@ -112,6 +116,7 @@ void KTDockMonitor::startDockMonitor()
 void KTDockMonitor::stopDockMonitor()
 {
     dockMonitorTimer_.reset();
+    viewDrawn_.disconnect();
     if (capture_)
         g_cancellable_cancel(capture_.get());
     capture_ = GRef<GCancellable>();
@@ -130,6 +135,7 @@ void KTDockMonitor::updateDockMonitor()
         return;
     }
     capture_ = GRef<GCancellable>::adopt(g_cancellable_new());
+    squareDrawn_ = false;
     webkit_web_view_get_snapshot(view, WEBKIT_SNAPSHOT_REGION_VISIBLE, WEBKIT_SNAPSHOT_OPTIONS_NONE, capture_.get(),
                                  onSnapshot, this);
 }
@@ -149,9 +155,29 @@ void KTDockMonitor::onSnapshot(GObject* view, GAsyncResult* result, gpointer dat
     if (surface) {
         self->showSnapshot(surface);
         cairo_surface_destroy(surface);
+    } else {
+        self->squareDrawn_ = true; // try again at the next tick
     }
     if (std::exchange(self->captureAgain_, false))
         self->updateDockMonitor();
+}
+
+gboolean KTDockMonitor::onViewDrawn(GtkWidget* view, cairo_t* cr, gpointer data)
+{
+    auto* self = static_cast<KTDockMonitor*>(data);
+    if (self->squareDrawn_)
+        return FALSE;
+    // What was drawn, and the square, both in the view's coordinates.
+    double x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+    cairo_clip_extents(cr, &x1, &y1, &x2, &y2);
+    const KTRect& r = self->dockMonitorRect_;
+    int x = 0, y = 0;
+    if (!self->coveredArea_
+        || !gtk_widget_translate_coordinates(self->coveredArea_.get(), view, int(std::lround(r.x)),
+                                             int(std::lround(r.y)), &x, &y)
+        || (x < x2 && x1 < x + r.width && y < y2 && y1 < y + r.height))
+        self->squareDrawn_ = true;
+    return FALSE;
 }
 
 void KTDockMonitor::showSnapshot(cairo_surface_t* surface)

@@ -17,7 +17,10 @@ namespace quilt {
 // The dock monitor: a square of the selected page, chosen in a selection
 // overlay, captured every two seconds into the app's icon (KTAppIcon) with
 // rounded corners. Off, selecting (overlay up, no timer) and running, as
-// the menu's title says. Nothing of it is kept across launches.
+// the menu's title says. Nothing of it is kept across launches. A capture
+// makes the web process paint the whole visible page and hand it over, so
+// the timer skips it while the view has drawn nothing over the square
+// since the last one: a page that does not change costs a timer tick.
 class KTDockMonitor : public KTDockMonitorSelectionViewDelegate {
 public:
     static constexpr const char* kStartTitle = "Start Dock Monitor";
@@ -59,11 +62,15 @@ private:
     void setTitle(const char* title);
     void setEditShown(bool shown);
     static void onSnapshot(GObject* view, GAsyncResult* result, gpointer data);
+    static gboolean onViewDrawn(GtkWidget* view, cairo_t* cr, gpointer data);
     void showSnapshot(cairo_surface_t* surface);
 
     std::function<void()> menuChanged_;
     KTSource dockMonitorTimer_;
     GRef<WebKitWebView> dockMonitorView_;
+    KTSignal viewDrawn_;
+    // The view drew over the square since the last capture began.
+    bool squareDrawn_ = true;
     // What the overlay covers: the rectangle is in its coordinates.
     GRef<GtkWidget> coveredArea_;
     std::unique_ptr<KTDockMonitorSelectionView> selectionView_;
