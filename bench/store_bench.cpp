@@ -24,6 +24,7 @@
 #include <random>
 #include <string>
 #include <sys/wait.h>
+#include <type_traits>
 #include <unistd.h>
 #include <vector>
 
@@ -130,7 +131,10 @@ Sample measure()
     std::unique_ptr<Store> store = Store::create();
     s.loadMs = msSince(t0);
     s.loadCpuMs = cpuMs() - c0;
-    s.entries = store->json().size();
+    if constexpr (std::is_same_v<Store, KTHistoryManager>)
+        s.entries = store->size();
+    else
+        s.entries = store->json().size();
     double c1 = cpuMs();
     auto t1 = Clock::now();
     store->save();

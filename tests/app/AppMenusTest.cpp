@@ -210,8 +210,10 @@ TEST_F(AppMenusTest, HistoryMenuIsRebuiltWhenOpenedAndItsBackItemClearsTheHistor
         // The visit is recorded before the menu opens again.
         ASSERT_TRUE(waitLoaded(page, server->url("/a")));
 
-        // Back here clears the history; the page stays where it is.
+        // The menu follows the visit: the title moves to the end.
         items = openMenu(w, "History");
+        EXPECT_EQ(texts(items), (Strings {"Back", "Forward", "Home", "Page /home", "Page /b", "Page /a", "Clear History"}));
+        // Back here clears the history; the page stays where it is.
         ASSERT_TRUE(itemNamed(items, "Back"));
         ASSERT_TRUE(clickWidget(itemNamed(items, "Back")));
         EXPECT_TRUE(waitUntil([] { return KTHistoryManager::sharedManager().sortedByDateNames().empty(); }));

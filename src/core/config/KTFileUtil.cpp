@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -23,7 +24,8 @@ void setError(std::string* error, const std::string& what, int err)
 }
 } // namespace
 
-std::optional<std::string> KTFileUtil::read(const std::string& path, std::string* error, size_t maxSize)
+std::optional<std::string> KTFileUtil::read(const std::string& path, std::string* error, size_t maxSize,
+                                            size_t padding)
 {
     // Non-blocking so that opening a FIFO returns at once; reads of a
     // regular file are not affected.
@@ -48,7 +50,8 @@ std::optional<std::string> KTFileUtil::read(const std::string& path, std::string
     if (static_cast<uint64_t>(st.st_size) > maxSize)
         return tooLarge();
     std::string data;
-    data.reserve(static_cast<size_t>(st.st_size));
+    data.reserve(static_cast<size_t>(st.st_size) + padding);
+    preferHugePages(data.data(), data.capacity());
     char buf[65536];
     for (;;) {
         ssize_t n = ::read(fd, buf, sizeof buf);
@@ -68,6 +71,15 @@ std::optional<std::string> KTFileUtil::read(const std::string& path, std::string
     }
     ::close(fd);
     return data;
+}
+
+void KTFileUtil::preferHugePages(void* data, size_t size)
+{
+    constexpr uintptr_t kHuge = 2u << 20;
+    const uintptr_t begin = (reinterpret_cast<uintptr_t>(data) + kHuge - 1) & ~(kHuge - 1);
+    const uintptr_t end = (reinterpret_cast<uintptr_t>(data) + size) & ~(kHuge - 1);
+    if (end > begin)
+        ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
 }
 
 std::optional<std::string> KTFileUtil::setAside(const std::string& path, std::string* error)

@@ -16,9 +16,17 @@ public:
 
     // Whole file as bytes; nullopt when it cannot be read (*error says why).
     // Only regular files are read: a FIFO, a device or a folder is refused at
-    // once instead of blocking or reading forever.
+    // once instead of blocking or reading forever. `padding`: spare capacity
+    // reserved after the bytes, for parsers that read past the end.
     static std::optional<std::string> read(const std::string& path, std::string* error = nullptr,
-                                           size_t maxSize = kMaxReadSize);
+                                           size_t maxSize = kMaxReadSize, size_t padding = 0);
+
+    // Asks the kernel to back a large buffer that is about to be filled
+    // with huge pages: where a page fault is dear (in a virtual machine it
+    // may cost 40 µs per 4 KiB), filling 20 MB takes 10 faults instead of
+    // 5 000. Only whole 2 MiB pages inside the buffer are affected; a
+    // kernel without transparent huge pages ignores it.
+    static void preferHugePages(void* data, size_t size);
 
     // Renames a file that could not be used to "<path>.corrupt-<date>" so
     // that the store starting empty never saves over the user's data; the

@@ -12,15 +12,25 @@ namespace quilt {
 // What reading a store's file found.
 struct KTManager::Loaded {
     enum class Kind { Empty, Parsed, Unusable } kind = Kind::Empty;
-    KTJson value;
+    std::unique_ptr<Contents> contents;
     std::string error;
 };
 
 struct KTManager::Load {
     std::thread worker;
     Loaded loaded; // written by the worker, read after joining it
-    std::vector<std::function<void(KTJson&)>> changes;
+    std::vector<std::function<void()>> changes;
 };
+
+struct KTManager::JsonContents : Contents {
+    KTJson value;
+};
+
+namespace {
+// Room after a file's bytes, so that a parser needing padding (simdjson's
+// 64 bytes) can read them in place.
+constexpr size_t kReadPadding = 64;
+} // namespace
 
 KTManager::KTManager(std::string fileName)
     : fileName_(std::move(fileName))
@@ -52,38 +62,53 @@ std::string KTManager::getPath()
     return path_;
 }
 
-KTManager::Loaded KTManager::read(const std::string& path)
+KTManager::Loaded KTManager::read(const std::string& path, Parser parse)
 {
     Loaded loaded;
-    auto data = KTFileUtil::read(path, &loaded.error);
+    auto data = KTFileUtil::read(path, &loaded.error, KTFileUtil::kMaxReadSize, kReadPadding);
     if (!data && KTFileUtil::exists(path)) {
         loaded.kind = Loaded::Kind::Unusable;
         return loaded;
     }
     if (!data || data->empty())
         return loaded;
-    auto parsed = json::parse(*data, &loaded.error);
-    if (!parsed) {
-        loaded.kind = Loaded::Kind::Unusable;
-        return loaded;
-    }
-    // A top level that is not an object is kept as it is; lookups on it fail.
-    loaded.kind = Loaded::Kind::Parsed;
-    loaded.value = std::move(*parsed);
+    loaded.contents = parse(*data, &loaded.error);
+    loaded.kind = loaded.contents ? Loaded::Kind::Parsed : Loaded::Kind::Unusable;
     return loaded;
+}
+
+std::unique_ptr<KTManager::Contents> KTManager::parseJson(std::string& text, std::string* error)
+{
+    auto parsed = json::parse(text, error);
+    if (!parsed)
+        return nullptr;
+    // A top level that is not an object is kept as it is; lookups on it fail.
+    auto contents = std::make_unique<JsonContents>();
+    contents->value = std::move(*parsed);
+    return contents;
+}
+
+KTManager::Parser KTManager::parser() const { return &parseJson; }
+
+void KTManager::adopt(std::unique_ptr<Contents> contents)
+{
+    if (contents)
+        json_ = std::move(static_cast<JsonContents&>(*contents).value);
+    else
+        json_ = KTJson::object();
 }
 
 void KTManager::takeIn(Loaded loaded)
 {
     switch (loaded.kind) {
     case Loaded::Kind::Empty:
-        json_ = KTJson::object();
+        adopt(nullptr);
         break;
     case Loaded::Kind::Unusable:
         setAside(loaded.error);
         break;
     case Loaded::Kind::Parsed:
-        json_ = std::move(loaded.value);
+        adopt(std::move(loaded.contents));
         break;
     }
 }
@@ -91,14 +116,16 @@ void KTManager::takeIn(Loaded loaded)
 void KTManager::loadJson()
 {
     finishLoading();
-    takeIn(read(getPath()));
+    takeIn(read(getPath(), parser()));
 }
 
 void KTManager::loadInBackground()
 {
     finishLoading();
     load_ = std::make_unique<Load>();
-    load_->worker = std::thread([load = load_.get(), path = getPath()] { load->loaded = read(path); });
+    load_->worker = std::thread([load = load_.get(), path = getPath(), parse = parser()] {
+        load->loaded = read(path, parse);
+    });
 }
 
 void KTManager::finishLoading() const
@@ -113,15 +140,15 @@ void KTManager::finishLoading() const
     self->loadValues();
     self->updateToNewFormat();
     for (auto& change : load->changes)
-        change(self->json_);
+        change();
 }
 
-void KTManager::whenLoaded(std::function<void(KTJson&)> change)
+void KTManager::afterLoading(std::function<void()> change)
 {
     if (load_)
         load_->changes.push_back(std::move(change));
     else
-        change(json_);
+        change();
 }
 
 void KTManager::setAside(const std::string& why)
@@ -129,7 +156,7 @@ void KTManager::setAside(const std::string& why)
     // A file that cannot be used behaves like a missing one, but it is moved
     // out of the way first: the next save must not overwrite what the user
     // may still recover.
-    json_ = KTJson::object();
+    adopt(nullptr);
     std::string error;
     if (auto aside = KTFileUtil::setAside(getPath(), &error))
         KTLog::line(why + " (kept as " + *aside + ")");
@@ -137,20 +164,26 @@ void KTManager::setAside(const std::string& why)
         KTLog::line(why + " (could not be kept: " + error + ")");
 }
 
+std::optional<std::string> KTManager::serialized() const
+{
+    if (json_.is_null())
+        return std::nullopt;
+    try {
+        return json::compact(json_);
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
 void KTManager::save()
 {
     finishLoading();
-    if (json_.is_null())
+    auto data = serialized();
+    if (!data)
         return;
     if (KTLog::debugEnabled())
-        KTLog::debug(json::compact(json_));
-    std::string data;
-    try {
-        data = json::compact(json_);
-    } catch (const std::exception&) {
-        return;
-    }
-    KTFileUtil::writeAtomically(getPath(), data);
+        KTLog::debug(*data);
+    KTFileUtil::writeAtomically(getPath(), *data);
 }
 
 } // namespace quilt

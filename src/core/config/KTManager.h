@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace quilt {
@@ -45,7 +46,7 @@ public:
     // Takes in the worker's result, waiting for it if need be.
     void finishLoading() const;
     // Applies change to json() now, or once a background load is taken in.
-    void whenLoaded(std::function<void(KTJson&)> change);
+    void whenLoaded(std::function<void(KTJson&)> change) { afterLoading([this, change] { change(json_); }); }
 
     virtual void loadJson();
     virtual void save();
@@ -65,11 +66,32 @@ protected:
     // "%@/%@" with the data folder (which ends in "/") and the file name.
     static std::string dataFilePath(const std::string& fileName);
 
+    // What a store makes of its file. The base keeps the JSON value in
+    // json(); a store that keeps its contents in a form of its own (the
+    // history, too large for a general tree) overrides parser(), adopt() and
+    // serialized(), and leaves json() alone.
+    struct Contents {
+        virtual ~Contents() = default;
+    };
+    // Makes the contents of a file's text (never empty; the parser may keep
+    // or change it), or returns null with the reason in *error. It runs on
+    // the loading thread, so it is a plain function that never sees the store.
+    using Parser = std::unique_ptr<Contents> (*)(std::string& text, std::string* error);
+    virtual Parser parser() const;
+    // Takes in what the parser made; null empties the store.
+    virtual void adopt(std::unique_ptr<Contents> contents);
+    // The file's text as save() writes it; nullopt writes nothing.
+    virtual std::optional<std::string> serialized() const;
+    // Runs change now, or once a background load is taken in, in order.
+    void afterLoading(std::function<void()> change);
+
 private:
     struct Loaded;
     struct Load;
+    struct JsonContents;
     // Reads and parses a file; safe on any thread.
-    static Loaded read(const std::string& path);
+    static Loaded read(const std::string& path, Parser parse);
+    static std::unique_ptr<Contents> parseJson(std::string& text, std::string* error);
     void takeIn(Loaded loaded);
     // Empties the store after an unusable file and renames the file aside.
     void setAside(const std::string& why);

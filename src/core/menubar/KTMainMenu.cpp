@@ -110,16 +110,21 @@ std::vector<KTMenuItem> KTMainMenu::historyMenu(const std::vector<std::string>& 
     };
     std::vector<KTMenuItem> out {clearing("Back", false), clearing("Back", true), clearing("Forward", false),
                                  clearing("Forward", true), clearing("Home", false), separator()};
-    for (const auto& name : names) {
-        KTMenuItem i = item(name, "open-history");
-        i.target = name;
-        out.push_back(std::move(i));
-    }
+    out.reserve(out.size() + names.size() + 2);
+    for (const auto& name : names)
+        out.push_back(historyItem(name));
     if (!names.empty()) {
         out.push_back(separator());
         out.push_back(clearing("Clear History", false));
     }
     return out;
+}
+
+KTMenuItem KTMainMenu::historyItem(const std::string& name)
+{
+    KTMenuItem i = item(name, "open-history");
+    i.target = name;
+    return i;
 }
 
 std::vector<KTMenuItem> KTMainMenu::bookmarksMenu(const std::vector<std::string>& names, bool canAdd)

@@ -62,6 +62,8 @@ public:
     // Back, Forward and Home here clear the history, as Clear History does;
     // navigating is the toolbar's and the keys' job. Kept deliberately.
     static std::vector<KTMenuItem> historyMenu(const std::vector<std::string>& namesOldestFirst);
+    // One title's item, as historyMenu() lists it.
+    static KTMenuItem historyItem(const std::string& name);
     static std::vector<KTMenuItem> bookmarksMenu(const std::vector<std::string>& sortedNames, bool canAdd);
     // The tray item's menu: commands of the main menu, by the same names.
     static std::vector<KTMenuItem> statusItemMenu();

@@ -66,11 +66,11 @@ void KTMainMenuController::refresh()
     if (firstFill_) {
         // The empty menus get their first items even when there are none.
         firstFill_ = false;
-        fill(history_, historyShown_ = KTMainMenu::historyMenu({}));
+        fill(history_, KTMainMenu::historyMenu({}));
         fill(bookmarks_, bookmarksShown_ = KTMainMenu::bookmarksMenu({}, canAdd));
     }
     if (history)
-        refill(history_, historyShown_, KTMainMenu::historyMenu(KTHistoryManager::sharedManager().sortedByDateNames()));
+        followHistory();
     if (bookmarks)
         refill(bookmarks_, bookmarksShown_, KTMainMenu::bookmarksMenu(names, canAdd));
     if (open_) {
@@ -94,6 +94,52 @@ void KTMainMenuController::refill(GMenu* menu, std::vector<KTMenuItem>& shown, s
     shown = std::move(items);
 }
 
+void KTMainMenuController::followHistory()
+{
+    auto& store = KTHistoryManager::sharedManager();
+    const uint64_t revision = store.revision();
+    if (revision == historyRevision_)
+        return;
+    // The titles are the middle section while there are any; the moves
+    // never empty it (a clear is read again whole).
+    std::optional<std::vector<KTHistoryMove>> moves;
+    if (historyRevision_ != 0 && historyTitles_ > 0)
+        moves = store.movesSince(historyRevision_);
+    if (moves) {
+        GMenuModel* titles = g_menu_model_get_item_link(G_MENU_MODEL(history_), 1, G_MENU_LINK_SECTION);
+        for (const KTHistoryMove& m : *moves) {
+            if (m.from != KTHistoryMove::npos)
+                g_menu_remove(G_MENU(titles), static_cast<int>(m.from));
+            else
+                ++historyTitles_;
+            GMenuItem* item = newItem(KTMainMenu::historyItem(m.title));
+            g_menu_insert_item(G_MENU(titles), static_cast<int>(m.to), item);
+            g_object_unref(item);
+        }
+        g_object_unref(titles);
+    } else {
+        const auto names = store.sortedByDateNames();
+        historyTitles_ = names.size();
+        fill(history_, KTMainMenu::historyMenu(names));
+    }
+    historyRevision_ = revision;
+}
+
+GMenuItem* KTMainMenuController::newItem(const KTMenuItem& i)
+{
+    GMenuItem* item = g_menu_item_new(i.title.c_str(), nullptr);
+    const std::string action = "app." + i.action;
+    g_menu_item_set_action_and_target_value(item, action.c_str(),
+                                            i.target ? g_variant_new_string(i.target->c_str()) : nullptr);
+    if (i.tag)
+        g_menu_item_set_attribute(item, "quilt-tag", "x", gint64(i.tag));
+    // Keys the focused entry or page answers itself are only shown.
+    for (const auto& a : KTMainMenu::accelerators())
+        if (a.focusHandles && i.action == a.action)
+            g_menu_item_set_attribute(item, "accel", "s", a.accels.front());
+    return item;
+}
+
 GMenu* KTMainMenuController::fill(GMenu* menu, const std::vector<KTMenuItem>& items)
 {
     // Separators are the borders between sections of a GMenu.
@@ -112,23 +158,8 @@ GMenu* KTMainMenuController::fill(GMenu* menu, const std::vector<KTMenuItem>& it
             close();
             continue;
         }
-        GMenuItem* item = nullptr;
-        if (i.submenu == "user-agent") {
-            item = g_menu_item_new_submenu(i.title.c_str(), G_MENU_MODEL(agents_));
-        } else {
-            item = g_menu_item_new(i.title.c_str(), nullptr);
-            std::string action = "app." + i.action;
-            if (i.target)
-                g_menu_item_set_action_and_target_value(item, action.c_str(), g_variant_new_string(i.target->c_str()));
-            else
-                g_menu_item_set_action_and_target_value(item, action.c_str(), nullptr);
-        }
-        if (i.tag)
-            g_menu_item_set_attribute(item, "quilt-tag", "x", gint64(i.tag));
-        // Keys the focused entry or page answers itself are only shown.
-        for (const auto& a : KTMainMenu::accelerators())
-            if (a.focusHandles && i.action == a.action)
-                g_menu_item_set_attribute(item, "accel", "s", a.accels.front());
+        GMenuItem* item = i.submenu == "user-agent" ? g_menu_item_new_submenu(i.title.c_str(), G_MENU_MODEL(agents_))
+                                                    : newItem(i);
         g_menu_append_item(section, item);
         g_object_unref(item);
     }

@@ -5,6 +5,7 @@
 
 #include <gtk/gtk.h>
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
@@ -14,7 +15,10 @@ namespace quilt {
 // The main menu as one GMenuModel shared by every window's menu bar and
 // menu button: the static menus from KTMainMenu with the configuration
 // switches applied, the user-agent submenu, and the History and Bookmarks
-// menus rebuilt from their stores each time a menu opens. Commands are the
+// menus brought up to date with their stores each time a menu opens. The
+// History menu follows its store's moves one item at a time: with years of
+// titles, rebuilding it (and every widget GTK made for it) would hold up
+// each opening. Commands are the
 // application's actions ("app.<name>"); this class only names them.
 class KTMainMenuController {
 public:
@@ -43,6 +47,8 @@ private:
     // Refills a menu only when its items changed, so that a menu that is
     // already up is not rebuilt under the pointer.
     void refill(GMenu* menu, std::vector<KTMenuItem>& shown, std::vector<KTMenuItem> items);
+    void followHistory();
+    static GMenuItem* newItem(const KTMenuItem& item);
     void enable(const char* action, bool enabled);
 
     std::string appName_;
@@ -52,7 +58,9 @@ private:
     GMenu* bookmarks_ = nullptr;
     GMenu* agents_ = nullptr;
     KTMenuSwitches switches_;
-    std::vector<KTMenuItem> historyShown_, bookmarksShown_;
+    std::vector<KTMenuItem> bookmarksShown_;
+    uint64_t historyRevision_ = 0; // the store's revision the menu shows; 0: none yet
+    size_t historyTitles_ = 0;
     bool firstFill_ = true;
     bool open_ = false;
     KTObservation bookmarksChanged_;

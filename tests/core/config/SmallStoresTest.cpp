@@ -92,13 +92,76 @@ TEST_F(StoresTest, HistoryKeepsTheLaterVisitPerTitle)
     h.addUrlWithNameForDate("https://a.example/2", "Inbox", "2026-01-02 10:00:00Z T");
     h.addUrlWithNameForDate("", "No URL", "2026-01-03 10:00:00Z T");
     h.addUrlWithNameForDate("https://a.example/3", "", "2026-01-03 10:00:00Z T");
-    EXPECT_EQ(h.json().size(), 1u);
+    EXPECT_EQ(h.size(), 1u);
     EXPECT_EQ(h.getUrlByName("Inbox"), "https://a.example/2");
     h.save();
     EXPECT_EQ(env.readFile(file("history.json")),
               R"({"Inbox":{"url":"https://a.example/2","date":"2026-01-02 10:00:00Z T"}})");
     h.clearHistory();
     EXPECT_FALSE(h.getUrlByName("Inbox"));
+}
+
+// The history keeps records of its own, not a JSON value: whatever shape a
+// file has, an unchanged history writes back what the general reader makes
+// of it, and looks its entries up as before.
+TEST_F(StoresTest, HistoryOfAnyShapeIsWrittenBackAsTheGeneralReaderReadsIt)
+{
+    const std::string files[] = {
+        R"({"A":{"url":"u","date":"2"},"B":{"url":"v","date":"1"}})",
+        "\xEF\xBB\xBF{\"A\":{\"url\":\"u\",\"date\":\"d\"}}",
+        // A repeated title keeps its first place and its last value.
+        R"({"A":{"url":"u","date":"1"},"B":{"url":"v","date":"2"},"A":{"url":"w","date":"3"}})",
+        R"({"A":{"date":"1","url":"u"},"B":[1,-0,184467440737095516160,2.50],"C":{"url":5},"D":"x","E":{"url":"e","date":"0","n":null}})",
+        R"({"Tab\t\"q\"\\ \u0001 é":{"url":"\u00e9/\/","date":"\ud83d\ude00"}})",
+        R"([1,"two"])",
+        "null",
+        R"({"A":{"url":"u","date":"d"})",
+        std::string("{\"A\":{\"url\":\"u") + '\0' + "\",\"date\":\"d\"}}",
+    };
+    for (const std::string& f : files) {
+        SCOPED_TRACE(f);
+        env.writeFile(file("history.json"), f);
+        auto h = KTHistoryManager::create();
+        h->save();
+        auto general = json::parse(f);
+        EXPECT_EQ(env.readFile(file("history.json")), general ? json::compact(*general) : "{}");
+    }
+    env.writeFile(file("history.json"), files[3]);
+    auto h = KTHistoryManager::create();
+    EXPECT_EQ(h->sortedByDateNames(), (std::vector<std::string>{"B", "C", "D", "E", "A"}));
+    EXPECT_EQ(h->getUrlByName("A"), "u");
+    EXPECT_FALSE(h->getUrlByName("C"));
+    h->addUrlWithNameForDate("https://a.example/", "B", "3");
+    h->save();
+    EXPECT_EQ((*json::parse(env.readFile(file("history.json"))))["B"],
+              (*json::parse(R"({"url":"https://a.example/","date":"3"})")));
+}
+
+// A menu follows the history by its moves: applied in order to the list it
+// showed, they give the list as it is now.
+TEST_F(StoresTest, HistoryMovesTurnTheListShownIntoTheCurrentOne)
+{
+    auto h = KTHistoryManager::create();
+    for (const char* t : {"A", "B", "C"})
+        h->addUrlWithNameForDate("https://a.example/", t, std::string("2026-01-0") + char('1' + (t[0] - 'A')));
+    auto shown = h->sortedByDateNames();
+    const uint64_t revision = h->revision();
+    h->addUrlWithNameForDate("https://a.example/", "A", "2026-01-09");
+    h->addUrlWithNameForDate("https://a.example/", "D", "2026-01-00");
+    h->addUrlWithNameForDate("https://a.example/", "B", "2026-01-02");
+    auto moves = h->movesSince(revision);
+    ASSERT_TRUE(moves);
+    ASSERT_EQ(moves->size(), 3u);
+    for (const auto& m : *moves) {
+        if (m.from != KTHistoryMove::npos)
+            shown.erase(shown.begin() + static_cast<long>(m.from));
+        shown.insert(shown.begin() + static_cast<long>(m.to), m.title);
+    }
+    EXPECT_EQ(shown, h->sortedByDateNames());
+    EXPECT_EQ(shown, (std::vector<std::string>{"D", "B", "C", "A"}));
+    EXPECT_TRUE(h->movesSince(h->revision())->empty());
+    h->clearHistory();
+    EXPECT_FALSE(h->movesSince(revision)) << "a cleared history is read again whole";
 }
 
 // The shared history and bookmarks read their files on a worker thread. A
