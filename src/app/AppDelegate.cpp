@@ -172,10 +172,16 @@ void AppDelegate::loadApplicationIcon()
 {
     std::string path = KTBundle::main().resourcePath() + "/AppIcon.icns";
     // 128 px is plenty for title bars and task lists, and cheap to send.
-    if (GdkPixbuf* icon = KTIcns::readNearest(path, KTAppIcon::kSize)) {
-        KTAppIcon::shared().setBaseIcon(icon);
+    GdkPixbuf* icon = KTIcns::readNearest(path, KTAppIcon::kSize);
+    // A bundle without its icon file still gets a default icon now: GTK gives
+    // a later default icon only to windows that had one when they were shown,
+    // so the badge and the dock monitor's picture would never reach them.
+    if (!icon)
+        icon = gtk_icon_theme_load_icon(gtk_icon_theme_get_default(), "web-browser", KTAppIcon::kSize,
+                                        GTK_ICON_LOOKUP_FORCE_SIZE, nullptr);
+    KTAppIcon::shared().setBaseIcon(icon);
+    if (icon)
         g_object_unref(icon);
-    }
 }
 
 void AppDelegate::launch()

@@ -110,9 +110,10 @@ std::vector<KTMenuItem> KTMainMenu::historyMenu(const std::vector<std::string>& 
     };
     std::vector<KTMenuItem> out {clearing("Back", false), clearing("Back", true), clearing("Forward", false),
                                  clearing("Forward", true), clearing("Home", false), separator()};
-    out.reserve(out.size() + names.size() + 2);
-    for (const auto& name : names)
-        out.push_back(historyItem(name));
+    const size_t first = names.size() > kHistoryMenuTitles ? names.size() - kHistoryMenuTitles : 0;
+    out.reserve(out.size() + names.size() - first + 2);
+    for (size_t i = first; i < names.size(); ++i)
+        out.push_back(historyItem(names[i]));
     if (!names.empty()) {
         out.push_back(separator());
         out.push_back(clearing("Clear History", false));

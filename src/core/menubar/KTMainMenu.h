@@ -61,6 +61,12 @@ public:
     static std::vector<KTMenu> menus(const std::string& appName, const KTMenuSwitches& switches);
     // Back, Forward and Home here clear the history, as Clear History does;
     // navigating is the toolbar's and the keys' job. Kept deliberately.
+    // Only the latest kHistoryMenuTitles titles are listed (still oldest
+    // first): GTK makes a widget per item in every copy of the menu, about
+    // half a millisecond and 19 KB each, so a history of years (100 000
+    // titles) would freeze the app for a minute and take gigabytes. The store
+    // keeps every title.
+    static constexpr size_t kHistoryMenuTitles = 100;
     static std::vector<KTMenuItem> historyMenu(const std::vector<std::string>& namesOldestFirst);
     // One title's item, as historyMenu() lists it.
     static KTMenuItem historyItem(const std::string& name);

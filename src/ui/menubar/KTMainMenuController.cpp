@@ -5,6 +5,8 @@
 #include "core/config/KTNotificationNames.h"
 #include "core/web/KTUserAgents.h"
 
+#include <algorithm>
+
 namespace quilt {
 
 KTMainMenuController::KTMainMenuController(std::string appName, GActionMap* actions)
@@ -66,7 +68,7 @@ void KTMainMenuController::refresh()
     if (firstFill_) {
         // The empty menus get their first items even when there are none.
         firstFill_ = false;
-        fill(history_, KTMainMenu::historyMenu({}));
+        fill(history_, historyShown_ = KTMainMenu::historyMenu({}));
         fill(bookmarks_, bookmarksShown_ = KTMainMenu::bookmarksMenu({}, canAdd));
     }
     if (history)
@@ -100,28 +102,22 @@ void KTMainMenuController::followHistory()
     const uint64_t revision = store.revision();
     if (revision == historyRevision_)
         return;
-    // The titles are the middle section while there are any; the moves
-    // never empty it (a clear is read again whole).
+    // The whole list is mirrored here and followed one visit at a time, so
+    // that a visit does not sort years of titles again; the menu shows its end.
     std::optional<std::vector<KTHistoryMove>> moves;
-    if (historyRevision_ != 0 && historyTitles_ > 0)
+    if (historyRevision_ != 0)
         moves = store.movesSince(historyRevision_);
     if (moves) {
-        GMenuModel* titles = g_menu_model_get_item_link(G_MENU_MODEL(history_), 1, G_MENU_LINK_SECTION);
         for (const KTHistoryMove& m : *moves) {
-            if (m.from != KTHistoryMove::npos)
-                g_menu_remove(G_MENU(titles), static_cast<int>(m.from));
-            else
-                ++historyTitles_;
-            GMenuItem* item = newItem(KTMainMenu::historyItem(m.title));
-            g_menu_insert_item(G_MENU(titles), static_cast<int>(m.to), item);
-            g_object_unref(item);
+            if (m.from != KTHistoryMove::npos && m.from < historyTitles_.size())
+                historyTitles_.erase(historyTitles_.begin() + static_cast<std::ptrdiff_t>(m.from));
+            historyTitles_.insert(historyTitles_.begin() + static_cast<std::ptrdiff_t>(std::min(m.to, historyTitles_.size())),
+                                  m.title);
         }
-        g_object_unref(titles);
     } else {
-        const auto names = store.sortedByDateNames();
-        historyTitles_ = names.size();
-        fill(history_, KTMainMenu::historyMenu(names));
+        historyTitles_ = store.sortedByDateNames();
     }
+    refill(history_, historyShown_, KTMainMenu::historyMenu(historyTitles_));
     historyRevision_ = revision;
 }
 

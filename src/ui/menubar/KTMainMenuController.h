@@ -60,7 +60,8 @@ private:
     KTMenuSwitches switches_;
     std::vector<KTMenuItem> bookmarksShown_;
     uint64_t historyRevision_ = 0; // the store's revision the menu shows; 0: none yet
-    size_t historyTitles_ = 0;
+    std::vector<std::string> historyTitles_; // the store's titles, oldest first
+    std::vector<KTMenuItem> historyShown_;
     bool firstFill_ = true;
     bool open_ = false;
     KTObservation bookmarksChanged_;

@@ -99,6 +99,16 @@ TEST(MainMenuTest, HistoryMenuListsOldestFirstAndItsNavigationItemsClearTheHisto
             EXPECT_EQ(i.action, "clear-history") << i.title;
         }
     }
+
+    // Years of titles: the menu lists the latest ones, still oldest first.
+    Strings many;
+    for (size_t n = 0; n < KTMainMenu::kHistoryMenuTitles + 50; ++n)
+        many.push_back("Page " + std::to_string(n));
+    auto latest = titles(KTMainMenu::historyMenu(many), false);
+    ASSERT_EQ(latest.size(), KTMainMenu::kHistoryMenuTitles + 6);
+    EXPECT_EQ(latest[4], "Page 50");
+    EXPECT_EQ(latest[latest.size() - 3], "Page " + std::to_string(KTMainMenu::kHistoryMenuTitles + 49));
+    EXPECT_EQ(latest.back(), "Clear History");
 }
 
 TEST(MainMenuTest, BookmarksMenuEnablesAddAndRemoveOnlyWhenTheyApply)
