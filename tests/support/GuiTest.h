@@ -24,6 +24,7 @@ typedef struct _SoupServerMessage SoupServerMessage;
 typedef struct _GtkWidget GtkWidget;
 
 namespace quilt {
+class AppDelegate;
 class KTMainWindowController;
 class KTWebViewController;
 }
@@ -170,6 +171,22 @@ private:
     std::vector<std::string> recorded(const std::string& name) const;
 };
 
+// The application brought up in this process, on an application id of its
+// own (the test suite's name), so that no other test's instance answers in
+// its place; the home page, when a test sets one, is server->url("/home").
+class AppTest : public GuiTest {
+protected:
+    void SetUp() override;
+
+    // Runs the application with `args`; `launched` runs once its first
+    // window is up, then the application quits as its quit command does.
+    void runApp(const std::function<void(AppDelegate&)>& launched, const std::vector<std::string>& args = {});
+    // The same once the first window has shown its home page.
+    void runAppAtHome(const std::function<void(AppDelegate&, KTMainWindowController&)>& launched,
+                      const std::vector<std::string>& args = {});
+    static KTMainWindowController* windowAt(size_t i);
+};
+
 // A copy of the build's template bundle with its own name, bundle
 // identifier (the application id, hence the window class) and unique id.
 class AppBundle {
@@ -211,10 +228,29 @@ private:
     std::string logPath_;
 };
 
+// Real DefaultApp processes started from copies of the template bundle;
+// skips without a session bus or a built template. The apps' logs are
+// printed when a test fails.
+class RealAppTest : public PolicyTest {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    AppProcess& launch(const AppBundle& app, const std::vector<std::string>& args = {});
+    // `n` of the app's windows are visible.
+    static bool waitWindows(const AppBundle& app, size_t n, std::chrono::milliseconds timeout = 20s);
+
+    std::vector<std::unique_ptr<AppProcess>> processes;
+};
+
 // The first visible top-level GTK window of this process that `match` takes.
 GtkWidget* findWindow(const std::function<bool(GtkWidget*)>& match);
+// Depth first: the first widget under `root`, itself included, that `match` takes.
+GtkWidget* findChild(GtkWidget* root, const std::function<bool(GtkWidget*)>& match);
 // A string property of a widget ("text", "secondary-text" of a message dialog).
 std::string textOf(GtkWidget* dialog, const char* property = "text");
+// A dialog's button labels, left to right as they show.
+std::vector<std::string> dialogButtons(GtkWidget* dialog);
 
 // A real click (X input) on the middle of a shown widget.
 bool clickWidget(GtkWidget* widget, int button = 1);
@@ -227,6 +263,12 @@ std::vector<GtkWidget*> poppedUpMenuItems();
 std::string menuItemText(GtkWidget* item);
 // The X window id of a top-level window, as xdotool names it.
 std::string xidOf(GtkWidget* window);
+
+// The active window's X id as xdotool names it; "" when none is.
+std::string activeWindow();
+// Another program's window, as a person switches to one: shown and active.
+// The caller destroys it.
+GtkWidget* focusOtherWindow();
 
 // Visible top-level windows whose class is the bundle identifier.
 std::vector<std::string> visibleWindows(const std::string& windowClass);
