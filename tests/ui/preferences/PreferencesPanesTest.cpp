@@ -328,7 +328,8 @@ TEST_F(PreferencesPanes, SavedPasswordsListRevealAndRemove)
     GtkWidget* question = waitForMessageDialog("Remove all saved passwords of this app?");
     ASSERT_NE(question, nullptr);
     GtkWidget* confirm = gtk_dialog_get_widget_for_response(GTK_DIALOG(question), GTK_RESPONSE_ACCEPT);
-    ASSERT_TRUE(clickWidget(confirm));
+    // Once the window manager has placed the question and made it active.
+    ASSERT_TRUE(xdotoolIn(confirm, {"sleep", "0"}) && clickWidget(confirm));
     ASSERT_TRUE(waitUntil([&] { return rowCount(logins) == 0; }, 20s));
     EXPECT_EQ(labelText(shown.find("status")), "This app has no saved passwords.");
     EXPECT_FALSE(gtk_widget_is_sensitive(shown.find("remove-all")));
