@@ -2,7 +2,7 @@
 // which windows and tabs a launch opens from the saved records, and what
 // quitting records for the next launch.
 
-#include "support/GuiTest.h"
+#include "support/AppTest.h"
 
 #include "app/AppDelegate.h"
 #include "core/config/KTRect.h"

@@ -3,7 +3,7 @@
 // bookmark popovers, a shortcut word typed into the address entry, and the
 // system-wide hot key bringing the real app forward.
 
-#include "support/GuiTest.h"
+#include "support/AppTest.h"
 
 #include "app/AppDelegate.h"
 #include "core/config/KTBookmarksManager.h"

@@ -3,7 +3,7 @@
 // and keys pressed; the effects checked in the files, the open page and
 // what the window manager is told.
 
-#include "support/GuiTest.h"
+#include "support/AppTest.h"
 #include "support/XWindow.h"
 
 #include "app/AppDelegate.h"

@@ -3,7 +3,7 @@
 // task list shows, the window's transparency, the hidden title bar with its
 // tools, and closing tabs down to the last.
 
-#include "support/GuiTest.h"
+#include "support/AppTest.h"
 #include "support/XWindow.h"
 
 #include "app/AppDelegate.h"

@@ -24,7 +24,6 @@ typedef struct _SoupServerMessage SoupServerMessage;
 typedef struct _GtkWidget GtkWidget;
 
 namespace quilt {
-class AppDelegate;
 class KTMainWindowController;
 class KTWebViewController;
 }
@@ -169,22 +168,6 @@ protected:
 
 private:
     std::vector<std::string> recorded(const std::string& name) const;
-};
-
-// The application brought up in this process, on an application id of its
-// own (the test suite's name), so that no other test's instance answers in
-// its place; the home page, when a test sets one, is server->url("/home").
-class AppTest : public GuiTest {
-protected:
-    void SetUp() override;
-
-    // Runs the application with `args`; `launched` runs once its first
-    // window is up, then the application quits as its quit command does.
-    void runApp(const std::function<void(AppDelegate&)>& launched, const std::vector<std::string>& args = {});
-    // The same once the first window has shown its home page.
-    void runAppAtHome(const std::function<void(AppDelegate&, KTMainWindowController&)>& launched,
-                      const std::vector<std::string>& args = {});
-    static KTMainWindowController* windowAt(size_t i);
 };
 
 // A copy of the build's template bundle with its own name, bundle

@@ -61,7 +61,8 @@ protected:
 };
 
 // The page sees a granted permission and a working object; dunst shows the
-// title, the page's host over the body, and the app's name.
+// title, the page's host over the body, and the app's name. A tag does not
+// reach the desktop: two notifications with the same tag are two, each shown.
 TEST_F(NotificationBridge, PageNotificationIsShownWithTheAppsNameAndThePagesHost)
 {
     EXPECT_EQ(runJs(page, "var n = new Notification('Hi', {body: 'There', tag: 't-1',"
@@ -77,15 +78,10 @@ TEST_F(NotificationBridge, PageNotificationIsShownWithTheAppsNameAndThePagesHost
                           ".then(function (p) { document.getElementById('result').textContent = p; }); 'asked'"),
               "asked");
     EXPECT_TRUE(waitUntil([&] { return runJs(page, "document.title + ' ' + result.textContent") == "cb granted granted"; }));
-}
 
-// A tag does not reach the desktop: two notifications with the same tag
-// are two notifications, each shown.
-TEST_F(NotificationBridge, SameTagTwiceShowsTwoNotifications)
-{
     runJs(page, "new Notification('Tagged', {body: 'first', tag: 'same'});"
                 "new Notification('Tagged', {body: 'second', tag: 'same'}); 1");
-    auto shown = waitShown("Tagged", 2);
+    shown = waitShown("Tagged", 2);
     ASSERT_EQ(shown.size(), 2u);
     EXPECT_EQ(shown[0].body, "127.0.0.1\nfirst");
     EXPECT_EQ(shown[1].body, "127.0.0.1\nsecond");
