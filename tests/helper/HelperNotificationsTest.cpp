@@ -100,25 +100,32 @@ KTNotificationInfo buildFinished(const std::string& identifier)
 
 // The notification reaches the desktop's server with the app's name and
 // icon, a click action and both buttons (an untitled one labelled with its
-// name), and dunst shows it. A click (dunstctl action runs the default
-// action) comes back to the app that posted, with the notification's
-// identifier; dunst then files the notification in its history.
-TEST_F(HelperNotifications, ShownByTheDesktopAndItsClickRelayedToThePostingApp)
+// name), and dunst shows it.
+TEST_F(HelperNotifications, ShownByTheDesktopWithTheAppsNameIconAndButtons)
 {
     NotifyMonitor monitor;
     const int before = displayed();
     manager->postNotification(buildFinished("N-1"));
     ASSERT_TRUE(waitUntil([&] { return log->count("Notification posted") == 1; })) << "no reply from the helper";
-    ASSERT_TRUE(waitUntil([&] { return displayed() == before + 1; }));
+    EXPECT_TRUE(waitUntil([&] { return displayed() == before + 1; }));
     ASSERT_TRUE(waitUntil([&] { return monitor.calls().size() == 1; }));
     EXPECT_EQ(monitor.calls()[0],
               "('Quilt Test', 0, 'dialog-information', 'Build finished', "
               "'ci.example\\nAll 12 jobs passed &amp; green', "
               "['default', 'Open', 'action-0', 'Open report', 'action-1', 'rerun'], {}, -1)");
+}
 
+// A click (dunstctl action runs the default action) comes back to the app
+// that posted, with the notification's identifier; dunst then files the
+// notification in its history.
+TEST_F(HelperNotifications, ClickIsRelayedToThePostingApp)
+{
+    const int before = displayed();
+    manager->postNotification(buildFinished("N-2"));
+    ASSERT_TRUE(waitUntil([&] { return displayed() == before + 1; }));
     runProgram({"dunstctl", "action"});
     ASSERT_TRUE(waitUntil([&] { return !clicks.empty(); })) << "no call-back";
-    EXPECT_EQ(clicks, std::vector<std::string>{"default N-1"});
+    EXPECT_EQ(clicks, std::vector<std::string>{"default N-2"});
     const std::string history = output({"dunstctl", "history"});
     EXPECT_NE(history.find("Build finished"), std::string::npos) << history;
     EXPECT_NE(history.find("Quilt Test"), std::string::npos) << history;
