@@ -6,6 +6,7 @@
 
 #include "support/DunstWatcher.h"
 #include "support/GuiTest.h"
+#include "support/InHelperSession.h"
 #include "support/XWindow.h"
 
 #include "app/KTDockMonitor.h"
@@ -78,18 +79,11 @@ private:
     guint id_ = 0;
 };
 
-class AppBadge : public PolicyTest {
+class AppBadge : public InHelperSession<PolicyTest> {
 protected:
-    static void SetUpTestSuite()
-    {
-        if (std::getenv("QUILT_HELPER_SESSION"))
-            DunstWatcher::installHelperServiceFile();
-    }
     void SetUp() override
     {
-        if (!std::getenv("QUILT_HELPER_SESSION"))
-            GTEST_SKIP() << "needs its own desktop session: run through ctest";
-        PolicyTest::SetUp();
+        InHelperSession::SetUp();
         if (IsSkipped())
             return;
         copyResource("KTAPIHelper.js");
@@ -212,15 +206,10 @@ TEST_F(AppBadge, DockMonitorShowsTheChosenSquareInTheWindowIcon)
     GtkWidget* top = gtk_widget_get_toplevel(veil);
     gdk_window_get_origin(gtk_widget_get_window(top), &ox, &oy);
     ASSERT_TRUE(gtk_widget_translate_coordinates(GTK_WIDGET(page->webview()), top, 0, 0, &x, &y));
-    auto at = [&](int px, int py) { return std::vector<std::string>{std::to_string(ox + x + px), std::to_string(oy + y + py)}; };
-    std::vector<std::string> drag{"xdotool", "mousemove"};
-    for (auto& s : at(60, 60)) drag.push_back(s);
-    drag.insert(drag.end(), {"mousedown", "1", "mousemove"});
-    for (auto& s : at(100, 90)) drag.push_back(s);
-    drag.push_back("mousemove");
-    for (auto& s : at(160, 170)) drag.push_back(s);
-    drag.insert(drag.end(), {"mouseup", "1"});
-    ASSERT_EQ(runProgram(drag, 5s).exitCode, 0);
+    auto X = [&](int px) { return std::to_string(ox + x + px); };
+    auto Y = [&](int py) { return std::to_string(oy + y + py); };
+    ASSERT_EQ(runProgram({"xdotool", "mousemove", X(60), Y(60), "mousedown", "1", "mousemove", X(100), Y(90),
+                          "mousemove", X(160), Y(170), "mouseup", "1"}, 5s).exitCode, 0);
     ASSERT_TRUE(waitUntil([&] { return monitor->running(); })) << "the drag did not start the monitor";
     EXPECT_EQ(monitor->title(), KTDockMonitor::kStopTitle);
     EXPECT_EQ(monitor->dockMonitorRect().width, 100);

@@ -2,11 +2,9 @@
 // which windows and tabs a launch opens from the saved records, and what
 // quitting records for the next launch.
 
-#include "support/GuiTest.h"
+#include "support/AppTest.h"
 
 #include "app/AppDelegate.h"
-#include "core/config/KTBundle.h"
-#include "core/config/KTPlist.h"
 #include "core/config/KTRect.h"
 #include "ui/windows/KTMainWindowController.h"
 
@@ -16,22 +14,15 @@
 namespace quilt::test {
 namespace {
 
-class LaunchTest : public GuiTest {
+class LaunchTest : public AppTest {
 protected:
     void SetUp() override
     {
-        GuiTest::SetUp();
+        AppTest::SetUp();
         if (IsSkipped())
             return;
         for (const char* p : {"/home", "/a", "/b", "/c", "/d", "/e"})
             server->route(p, HttpPage::html(std::string("Page ") + p));
-        // The application id is the bundle identifier: one of its own, so
-        // that no other test's instance answers in its place.
-        std::string info = env->bundlePath() + "/Contents/Info.plist";
-        KTJson dict = KTPlist::readFile(info).value_or(KTJson::object());
-        dict["CFBundleIdentifier"] = "org.quilt.test.Launch_" + env->uniqueId().substr(0, 8);
-        ASSERT_TRUE(KTPlist::writeFile(info, dict));
-        KTBundle::setMainPath(env->bundlePath());
         writeDataFile("settings.json", {{"main_url", server->url("/home")}});
     }
 
@@ -49,33 +40,6 @@ protected:
         writeDataFile("behavior.json", {{"version", 1.1},
                                         {"restoreWindowsAndTabs", restore},
                                         {"openTabWindow", tabsInsteadOfWindows}});
-    }
-
-    // Runs the application; `launched` runs once its first window is up,
-    // then the application quits the way a quit command does.
-    void runApp(const std::function<void(AppDelegate&)>& launched)
-    {
-        AppDelegate app;
-        struct Ctx {
-            AppDelegate* app;
-            const std::function<void(AppDelegate&)>* launched;
-            bool ran = false;
-        } ctx {&app, &launched};
-        guint id = g_timeout_add(10, +[](gpointer data) -> gboolean {
-            auto* c = static_cast<Ctx*>(data);
-            if (KTMainWindowController::mainWindows().empty())
-                return G_SOURCE_CONTINUE;
-            c->ran = true;
-            (*c->launched)(*c->app);
-            c->app->quit(false);
-            return G_SOURCE_REMOVE;
-        }, &ctx);
-        char name[] = "DefaultApp";
-        char* argv[] = {name, nullptr};
-        EXPECT_EQ(app.run(1, argv), 0);
-        if (!ctx.ran)
-            g_source_remove(id);
-        ASSERT_TRUE(ctx.ran) << "the application never came up as the primary instance";
     }
 
     static KTJson urlsOf(size_t window)
@@ -135,11 +99,17 @@ TEST_F(LaunchTest, RestoringWithTabsInsteadOfWindowsGathersEveryTabInOneWindow)
               KTJson::array({urls({"/a", "/b", "/c", "/d", "/e"})}));
 }
 
-TEST_F(LaunchTest, RestoringIntoWindowsReopensEachWindowWithItsFrame)
+// With several windows the quit command asks first; only Quit quits, and
+// what it records brings each window back in its frame.
+TEST_F(LaunchTest, RestoringIntoWindowsReopensEachWindowWithItsFrameAndQuitAsksFirst)
 {
     writeThreeWindows();
-    writeBehavior(true, false);
-    runApp([&](AppDelegate&) {
+    writeDataFile("behavior.json", {{"version", 1.1},
+                                    {"restoreWindowsAndTabs", true},
+                                    {"openTabWindow", false},
+                                    {"warnWindowsClose", true}});
+    const std::string restoreFile = env->dataFolder() + "restore.json";
+    runApp([&](AppDelegate& app) {
         EXPECT_TRUE(waitAllLoaded({"/b", "/c", "/e"}));
         auto& list = KTMainWindowController::mainWindows();
         ASSERT_EQ(list.size(), 3u);
@@ -152,24 +122,6 @@ TEST_F(LaunchTest, RestoringIntoWindowsReopensEachWindowWithItsFrame)
         list[2]->tabController()->addNewTab();
         list[2]->tabController()->openUrl(server->url("/home"));
         EXPECT_TRUE(waitAllLoaded({"/home"}));
-    });
-    KTJson file = env->readJson(env->dataFolder() + "restore.json");
-    EXPECT_EQ(restoredUrls(file), KTJson::array({urls({"/a", "/b"}), urls({"/c"}), urls({"/d", "/e", "/home"})}));
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(json::stringFor(file["window" + std::to_string(i)], "windowFrame"), frames[i]);
-    EXPECT_DOUBLE_EQ(json::doubleFor(file, "version", 0), 1.1);
-}
-
-TEST_F(LaunchTest, QuitCommandWithSeveralWindowsAsksAndQuitsOnlyOnQuit)
-{
-    writeThreeWindows();
-    writeDataFile("behavior.json", {{"version", 1.1},
-                                    {"restoreWindowsAndTabs", true},
-                                    {"openTabWindow", false},
-                                    {"warnWindowsClose", true}});
-    const std::string restoreFile = env->dataFolder() + "restore.json";
-    runApp([&](AppDelegate& app) {
-        EXPECT_TRUE(waitAllLoaded({"/b", "/c", "/e"}));
         ::unlink(restoreFile.c_str()); // written again only by quitting
         for (int answer : {GTK_RESPONSE_CANCEL, GTK_RESPONSE_ACCEPT}) {
             app.quit(true); // Control+Q
@@ -182,8 +134,11 @@ TEST_F(LaunchTest, QuitCommandWithSeveralWindowsAsksAndQuitsOnlyOnQuit)
             EXPECT_EQ(KTMainWindowController::mainWindows().size(), 3u);
         }
     });
-    EXPECT_EQ(restoredUrls(env->readJson(restoreFile)),
-              KTJson::array({urls({"/a", "/b"}), urls({"/c"}), urls({"/d", "/e"})}));
+    KTJson file = env->readJson(restoreFile);
+    EXPECT_EQ(restoredUrls(file), KTJson::array({urls({"/a", "/b"}), urls({"/c"}), urls({"/d", "/e", "/home"})}));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(json::stringFor(file["window" + std::to_string(i)], "windowFrame"), frames[i]);
+    EXPECT_DOUBLE_EQ(json::doubleFor(file, "version", 0), 1.1);
 }
 
 } // namespace

@@ -3,14 +3,12 @@
 // bookmark popovers, a shortcut word typed into the address entry, and the
 // system-wide hot key bringing the real app forward.
 
-#include "support/GuiTest.h"
+#include "support/AppTest.h"
 
 #include "app/AppDelegate.h"
 #include "core/config/KTBookmarksManager.h"
-#include "core/config/KTBundle.h"
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTHistoryManager.h"
-#include "core/config/KTPlist.h"
 #include "core/config/KTUserDefaults.h"
 #include "ui/windows/KTMainWindowController.h"
 
@@ -39,68 +37,16 @@ GtkWidget* itemNamed(const std::vector<GtkWidget*>& items, const std::string& te
     return nullptr;
 }
 
-// Depth first: the first widget under `root` that `match` takes.
-GtkWidget* findChild(GtkWidget* root, const std::function<bool(GtkWidget*)>& match)
-{
-    if (match(root))
-        return root;
-    GtkWidget* found = nullptr;
-    if (GTK_IS_CONTAINER(root)) {
-        GList* kids = gtk_container_get_children(GTK_CONTAINER(root));
-        for (GList* l = kids; l && !found; l = l->next)
-            found = findChild(GTK_WIDGET(l->data), match);
-        g_list_free(kids);
-    }
-    return found;
-}
-
-class AppMenusTest : public GuiTest {
+class AppMenusTest : public AppTest {
 protected:
     void SetUp() override
     {
-        GuiTest::SetUp();
+        AppTest::SetUp();
         if (IsSkipped())
             return;
         for (const char* p : {"/home", "/a", "/b"})
             server->route(p, HttpPage::html(std::string("Page ") + p));
-        std::string info = env->bundlePath() + "/Contents/Info.plist";
-        KTJson dict = KTPlist::readFile(info).value_or(KTJson::object());
-        dict["CFBundleIdentifier"] = "org.quilt.test.Menus_" + env->uniqueId().substr(0, 8);
-        ASSERT_TRUE(KTPlist::writeFile(info, dict));
-        KTBundle::setMainPath(env->bundlePath());
         writeDataFile("settings.json", {{"main_url", server->url("/home")}, {"showBookmark", true}});
-    }
-
-    // Runs the application; `launched` runs once its first page is shown,
-    // then the application quits.
-    void runApp(const std::function<void(AppDelegate&, KTMainWindowController&)>& launched)
-    {
-        AppDelegate app;
-        struct Ctx {
-            AppMenusTest* test;
-            AppDelegate* app;
-            const std::function<void(AppDelegate&, KTMainWindowController&)>* launched;
-            bool ran = false;
-        } ctx {this, &app, &launched};
-        guint id = g_timeout_add(10, +[](gpointer data) -> gboolean {
-            auto* c = static_cast<Ctx*>(data);
-            if (KTMainWindowController::mainWindows().empty())
-                return G_SOURCE_CONTINUE;
-            c->ran = true;
-            KTMainWindowController* top = c->app->getTopMainController();
-            if (c->test->waitLoaded(c->test->pageOf(top), c->test->server->url("/home")))
-                (*c->launched)(*c->app, *top);
-            else
-                ADD_FAILURE() << "the home page never loaded";
-            c->app->quit(false);
-            return G_SOURCE_REMOVE;
-        }, &ctx);
-        char name[] = "DefaultApp";
-        char* argv[] = {name, nullptr};
-        EXPECT_EQ(app.run(1, argv), 0);
-        if (!ctx.ran)
-            g_source_remove(id);
-        ASSERT_TRUE(ctx.ran) << "the application never came up as the primary instance";
     }
 
     static GtkWidget* menuBar(KTMainWindowController& w) { return w.menuBar() ? w.menuBar()->widget() : nullptr; }
@@ -154,7 +100,7 @@ protected:
 
 TEST_F(AppMenusTest, MenuBarStandsInForTheToolbarShowsWithAltAndFollowsItsSwitches)
 {
-    runApp([&](AppDelegate& app, KTMainWindowController& w) {
+    runAppAtHome([&](AppDelegate& app, KTMainWindowController& w) {
         ASSERT_TRUE(menuBar(w));
         GtkWidget* window = GTK_WIDGET(w.window().window());
         EXPECT_TRUE(waitUntil([&] { return gtk_widget_is_visible(menuBar(w)); }));
@@ -195,7 +141,7 @@ TEST_F(AppMenusTest, MenuBarStandsInForTheToolbarShowsWithAltAndFollowsItsSwitch
 
 TEST_F(AppMenusTest, HistoryMenuIsRebuiltWhenOpenedAndItsBackItemClearsTheHistory)
 {
-    runApp([&](AppDelegate&, KTMainWindowController& w) {
+    runAppAtHome([&](AppDelegate&, KTMainWindowController& w) {
         KTWebViewController* page = pageOf(&w);
         ASSERT_TRUE(loadAndWait(page, server->url("/a")));
         ASSERT_TRUE(loadAndWait(page, server->url("/b")));
@@ -225,7 +171,7 @@ TEST_F(AppMenusTest, HistoryMenuIsRebuiltWhenOpenedAndItsBackItemClearsTheHistor
 
 TEST_F(AppMenusTest, BookmarksAreAddedAndRemovedThroughTheMenuAndThePopovers)
 {
-    runApp([&](AppDelegate&, KTMainWindowController& w) {
+    runAppAtHome([&](AppDelegate&, KTMainWindowController& w) {
         GtkWidget* window = GTK_WIDGET(w.window().window());
         auto items = openMenu(w, "Bookmarks");
         ASSERT_EQ(texts(items), (Strings {"Add bookmark", "Remove bookmark"}));
@@ -276,7 +222,7 @@ TEST_F(AppMenusTest, BookmarksAreAddedAndRemovedThroughTheMenuAndThePopovers)
 TEST_F(AppMenusTest, AShortcutWordTypedInTheAddressEntryOpensItsAddressInItsOwnCaseOnly)
 {
     writeDataFile("shortcuts.json", {{"mine", server->url("/a")}});
-    runApp([&](AppDelegate&, KTMainWindowController& w) {
+    runAppAtHome([&](AppDelegate&, KTMainWindowController& w) {
         GtkWidget* window = GTK_WIDGET(w.window().window());
         KTWebViewController* page = pageOf(&w);
         ASSERT_TRUE(xdotoolIn(window, {"key", "ctrl+l"}));
@@ -305,20 +251,11 @@ TEST_F(AppMenusTest, TheGlobalHotKeyBringsTheAppsWindowForward)
     AppProcess app(bundle, {}, env->root() + "/hotkey.log");
     ASSERT_TRUE(waitUntil([&] { return visibleWindows(bundle.bundleIdentifier()).size() == 1; }, 20s)) << app.log();
     std::string appWindow = visibleWindows(bundle.bundleIdentifier()).front();
-    auto active = [] {
-        auto lines = runProgram({"xdotool", "getactivewindow"}, 5s).outLines();
-        return lines.empty() ? std::string() : lines.front();
-    };
 
     // Another program's window takes the focus, over the app's.
-    GtkWidget* other = gtk_window_new(GTK_WINDOW_TOPLEVEL);
-    gtk_window_set_default_size(GTK_WINDOW(other), 900, 700);
-    gtk_widget_show(other);
-    ASSERT_TRUE(waitUntil([&] { return gtk_widget_get_mapped(other); }));
-    ASSERT_TRUE(xdotoolIn(other, {"key", "shift"}));
-    ASSERT_TRUE(waitUntil([&] { return active() == xidOf(other); }));
+    GtkWidget* other = focusOtherWindow();
     ASSERT_TRUE(runProgram({"xdotool", "key", "ctrl+alt+k"}, 5s).exitCode == 0);
-    EXPECT_TRUE(waitUntil([&] { return active() == appWindow; }, 10s)) << app.log();
+    EXPECT_TRUE(waitUntil([&] { return activeWindow() == appWindow; }, 10s)) << app.log();
     gtk_widget_destroy(other);
 }
 

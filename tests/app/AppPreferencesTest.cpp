@@ -3,11 +3,10 @@
 // and keys pressed; the effects checked in the files, the open page and
 // what the window manager is told.
 
-#include "support/GuiTest.h"
+#include "support/AppTest.h"
 #include "support/XWindow.h"
 
 #include "app/AppDelegate.h"
-#include "core/config/KTBundle.h"
 #include "core/config/KTEnterpriseLocks.h"
 #include "core/config/KTPlist.h"
 #include "core/config/KTUserDefaults.h"
@@ -22,73 +21,20 @@
 namespace quilt::test {
 namespace {
 
-GtkWidget* findChild(GtkWidget* root, const std::function<bool(GtkWidget*)>& match)
-{
-    if (match(root))
-        return root;
-    GtkWidget* found = nullptr;
-    if (GTK_IS_CONTAINER(root)) {
-        GList* kids = gtk_container_get_children(GTK_CONTAINER(root));
-        for (GList* l = kids; l && !found; l = l->next)
-            found = findChild(GTK_WIDGET(l->data), match);
-        g_list_free(kids);
-    }
-    return found;
-}
-
 // A page that says in its title whether its script ran.
 const char kScriptPage[] = "<html><head><title>no script</title></head>"
                            "<body><script>document.title = 'script ran'</script></body></html>";
 
-class AppPreferencesTest : public GuiTest {
+class AppPreferencesTest : public AppTest {
 protected:
     void SetUp() override
     {
-        GuiTest::SetUp();
+        AppTest::SetUp();
         if (IsSkipped())
             return;
         HttpPage page;
         page.body = kScriptPage;
         server->route("/home", page);
-        std::string info = env->bundlePath() + "/Contents/Info.plist";
-        KTJson dict = KTPlist::readFile(info).value_or(KTJson::object());
-        dict["CFBundleIdentifier"] = "org.quilt.test.Prefs_" + env->uniqueId().substr(0, 8);
-        ASSERT_TRUE(KTPlist::writeFile(info, dict));
-        KTBundle::setMainPath(env->bundlePath());
-    }
-
-    void runApp(const std::vector<std::string>& args, const std::function<void(AppDelegate&, KTMainWindowController&)>& launched)
-    {
-        AppDelegate app;
-        struct Ctx {
-            AppPreferencesTest* test;
-            AppDelegate* app;
-            const std::function<void(AppDelegate&, KTMainWindowController&)>* launched;
-            bool ran = false;
-        } ctx {this, &app, &launched};
-        guint id = g_timeout_add(10, +[](gpointer data) -> gboolean {
-            auto* c = static_cast<Ctx*>(data);
-            if (KTMainWindowController::mainWindows().empty())
-                return G_SOURCE_CONTINUE;
-            c->ran = true;
-            KTMainWindowController* top = c->app->getTopMainController();
-            if (c->test->waitShown(c->test->pageOf(top), c->test->server->url("/home")))
-                (*c->launched)(*c->app, *top);
-            else
-                ADD_FAILURE() << "the home page never loaded";
-            c->app->quit(false);
-            return G_SOURCE_REMOVE;
-        }, &ctx);
-        std::vector<std::string> storage = {"DefaultApp"};
-        storage.insert(storage.end(), args.begin(), args.end());
-        std::vector<char*> argv;
-        for (auto& a : storage)
-            argv.push_back(a.data());
-        argv.push_back(nullptr);
-        EXPECT_EQ(app.run(static_cast<int>(storage.size()), argv.data()), 0);
-        if (!ctx.ran)
-            g_source_remove(id);
-        ASSERT_TRUE(ctx.ran) << "the application never came up as the primary instance";
     }
 
     // The preferences window once it is up and drawn.
@@ -109,10 +55,7 @@ protected:
     static bool clickIn(GtkWidget* widget)
     {
         reveal(widget);
-        // Not clickWidget: its --sync waits forever when the pointer is already there.
-        return xdotoolIn(widget, {"sleep", "0"})
-            && XWindow::click(widget, gtk_widget_get_allocated_width(widget) / 2,
-                              gtk_widget_get_allocated_height(widget) / 2);
+        return xdotoolIn(widget, {"sleep", "0"}) && clickWidget(widget);
     }
     // Scrolls the pane so the widget shows, as a person would.
     static void reveal(GtkWidget* widget)
@@ -150,7 +93,7 @@ protected:
 TEST_F(AppPreferencesTest, ControlCommaOpensOneWindowWhoseChangesReachTheOpenPageAndWindow)
 {
     writeDataFile("settings.json", {{"main_url", server->url("/home")}, {"enableJavaScript", true}});
-    runApp({}, [&](AppDelegate& app, KTMainWindowController& w) {
+    runAppAtHome([&](AppDelegate& app, KTMainWindowController& w) {
         KTWebViewController* page = pageOf(&w);
         ASSERT_TRUE(waitUntil([&] { return titleOf(page) == "script ran"; }));
 
@@ -204,7 +147,7 @@ TEST_F(AppPreferencesTest, ControlCommaOpensOneWindowWhoseChangesReachTheOpenPag
 TEST_F(AppPreferencesTest, HotKeyRecorderStoresTheKeysBindsThemAndBackspaceClears)
 {
     writeDataFile("settings.json", {{"main_url", server->url("/home")}});
-    runApp({"--preferences=general"}, [&](AppDelegate& app, KTMainWindowController&) {
+    runAppAtHome([&](AppDelegate& app, KTMainWindowController&) {
         KTPreferencesWindow* prefs = waitPreferences(app);
         ASSERT_TRUE(prefs);
         GtkWidget* recorder = control(prefs, "globalShortcutKey");
@@ -226,14 +169,14 @@ TEST_F(AppPreferencesTest, HotKeyRecorderStoresTheKeysBindsThemAndBackspaceClear
         EXPECT_TRUE(waitUntil([&] { return !stored(); }));
         EXPECT_EQ(KTGlobalShortcut::bound(), "");
         EXPECT_STREQ(gtk_button_get_label(GTK_BUTTON(recorder)), "Not set");
-    });
+    }, {"--preferences=general"});
 }
 
 TEST_F(AppPreferencesTest, EnterpriseSettingsAreShownLockedAndCannotBeChanged)
 {
     ASSERT_TRUE(KTPlist::writeFile(env->bundlePath() + "/Contents/Resources/EnterpriseSettings.plist",
                                    {{"isEnterpriseApp", true}, {"URL", server->url("/home")}, {"windowOpacity", 1}}));
-    runApp({"--preferences=behaviour"}, [&](AppDelegate& app, KTMainWindowController&) {
+    runAppAtHome([&](AppDelegate& app, KTMainWindowController&) {
         KTPreferencesWindow* prefs = waitPreferences(app);
         ASSERT_TRUE(prefs);
         EXPECT_EQ(prefs->visiblePane(), "behaviour");
@@ -258,19 +201,19 @@ TEST_F(AppPreferencesTest, EnterpriseSettingsAreShownLockedAndCannotBeChanged)
         EXPECT_FALSE(control(prefs, "main_url"));
         EXPECT_FALSE(control(prefs, KTEnterpriseLocks::kAppIconItem));
         EXPECT_FALSE(gtk_widget_is_sensitive(control(prefs, "openLinksKey")));
-    });
+    }, {"--preferences=behaviour"});
 }
 
 TEST_F(AppPreferencesTest, HiddenPreferencesCannotBeOpenedByKeyOrAction)
 {
     writeDataFile("settings.json", {{"main_url", server->url("/home")}, {"hidePreferences", true}});
-    runApp({"--preferences"}, [&](AppDelegate& app, KTMainWindowController& w) {
+    runAppAtHome([&](AppDelegate& app, KTMainWindowController& w) {
         EXPECT_FALSE(g_action_group_get_action_enabled(G_ACTION_GROUP(app.application()), "preferences"));
         ASSERT_TRUE(xdotoolIn(GTK_WIDGET(w.window().window()), {"key", "ctrl+comma"}));
         drainEvents();
         app.showPreferences();
         EXPECT_EQ(app.preferencesWindow(), nullptr);
-    });
+    }, {"--preferences"});
 }
 
 // View ▸ User Scripts… and User Styles… open their pane; the shortcuts
@@ -279,7 +222,7 @@ TEST_F(AppPreferencesTest, ScriptMenusOpenTheirPaneAndShortcutsSaveOnClose)
 {
     writeDataFile("settings.json", {{"main_url", server->url("/home")}});
     writeDataFile("shortcuts.json", {{"b", "https://b.example/"}, {"", "https://no-word.example/"}});
-    runApp({}, [&](AppDelegate& app, KTMainWindowController&) {
+    runAppAtHome([&](AppDelegate& app, KTMainWindowController&) {
         g_action_group_activate_action(G_ACTION_GROUP(app.application()), "user-styles", nullptr);
         KTPreferencesWindow* prefs = waitPreferences(app);
         ASSERT_TRUE(prefs);

@@ -21,6 +21,7 @@
 #include <mutex>
 #include <regex>
 #include <thread>
+#include <utility>
 
 namespace quilt::test {
 namespace {
@@ -169,27 +170,15 @@ struct Geometry {
     int x = -1, y = -1, width = 0, height = 0;
 };
 
-class TrayTest : public PolicyTest {
+class TrayTest : public RealAppTest {
 protected:
     void SetUp() override
     {
-        PolicyTest::SetUp();
+        RealAppTest::SetUp();
         if (IsSkipped())
             return;
-        if (!std::getenv("DBUS_SESSION_BUS_ADDRESS"))
-            GTEST_SKIP() << "no D-Bus session: run inside tests/desktop-session";
-        if (!exists(AppBundle::templatePath() + "/Contents/MacOS/DefaultApp"))
-            GTEST_SKIP() << "no template bundle at " << AppBundle::templatePath();
         server->route("/home", HttpPage::html("Home", "<p style='font:32px sans-serif'>Popup browser</p>"));
         bus = GRef<GDBusConnection>::adopt(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
-    }
-    void TearDown() override
-    {
-        if (HasFailure())
-            for (auto& p : processes_)
-                std::cerr << "---- app log ----\n" << p->log() << "\n";
-        processes_.clear();
-        PolicyTest::TearDown();
     }
 
     AppBundle makeApp(const std::string& name, bool trayMode)
@@ -202,22 +191,31 @@ protected:
                                             {"POPOVER_H_KEY", 320}});
         return app;
     }
-    AppProcess& launch(const AppBundle& app)
-    {
-        std::string log = env->root() + "/app-" + std::to_string(processes_.size()) + ".log";
-        processes_.push_back(std::make_unique<AppProcess>(app, std::vector<std::string>{}, log));
-        return *processes_.back();
-    }
 
+    // Asynchronous, the main loop running meanwhile: the item may be this
+    // process's own. A call that may fail says so (`mayFail`).
     GVariant* call(const std::string& service, const char* path, const char* iface, const char* method,
-                   GVariant* params, const GVariantType* reply = nullptr)
+                   GVariant* params, const GVariantType* reply = nullptr, bool mayFail = false)
     {
-        GError* error = nullptr;
-        GVariant* r = g_dbus_connection_call_sync(bus.get(), service.c_str(), path, iface, method, params, reply,
-                                                  G_DBUS_CALL_FLAGS_NONE, 10000, nullptr, &error);
-        EXPECT_TRUE(r) << method << ": " << (error ? error->message : "");
-        g_clear_error(&error);
-        return r;
+        struct Answer {
+            GVariant* value = nullptr;
+            GError* error = nullptr;
+            bool done = false;
+        };
+        auto answer = std::make_shared<Answer>(); // outlives a wait that gives up
+        g_dbus_connection_call(bus.get(), service.c_str(), path, iface, method, params, reply, G_DBUS_CALL_FLAGS_NONE,
+                               10000, nullptr,
+                               +[](GObject* source, GAsyncResult* result, gpointer data) {
+                                   std::unique_ptr<std::shared_ptr<Answer>> a(static_cast<std::shared_ptr<Answer>*>(data));
+                                   (*a)->value = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result,
+                                                                               &(*a)->error);
+                                   (*a)->done = true;
+                               },
+                               new std::shared_ptr<Answer>(answer));
+        waitUntil([&] { return answer->done; }, 12s);
+        EXPECT_TRUE(answer->value || mayFail) << method << ": " << (answer->error ? answer->error->message : "no answer");
+        g_clear_error(&answer->error);
+        return std::exchange(answer->value, nullptr);
     }
     void callAndForget(const std::string& service, const char* path, const char* iface, const char* method,
                        GVariant* params)
@@ -230,16 +228,34 @@ protected:
         callAndForget(item, "/StatusNotifierItem", "org.kde.StatusNotifierItem", "Activate",
                       g_variant_new("(ii)", x, y));
     }
-    GVariant* itemProperty(const std::string& item, const char* name)
+    GVariant* itemProperty(const std::string& item, const char* name, bool mayFail = false)
     {
         GVariant* r = call(item, "/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get",
-                           g_variant_new("(ss)", "org.kde.StatusNotifierItem", name), G_VARIANT_TYPE("(v)"));
+                           g_variant_new("(ss)", "org.kde.StatusNotifierItem", name), G_VARIANT_TYPE("(v)"), mayFail);
         GVariant* value = nullptr;
         if (r) {
             g_variant_get(r, "(v)", &value);
             g_variant_unref(r);
         }
         return value;
+    }
+    // The item's icon as a tray host reads it: the first pixmap's ARGB
+    // bytes; none while the item is not on the bus yet.
+    std::vector<uint8_t> firstPixmap(const std::string& item)
+    {
+        std::vector<uint8_t> out;
+        GVariant* pixmaps = itemProperty(item, "IconPixmap", true);
+        if (pixmaps && g_variant_n_children(pixmaps) > 0) {
+            GVariant* bytes = nullptr;
+            g_variant_get_child(pixmaps, 0, "(ii@ay)", nullptr, nullptr, &bytes);
+            gsize n = 0;
+            auto* p = static_cast<const uint8_t*>(g_variant_get_fixed_array(bytes, &n, 1));
+            out.assign(p, p + n);
+            g_variant_unref(bytes);
+        }
+        if (pixmaps)
+            g_variant_unref(pixmaps);
+        return out;
     }
     std::vector<MenuEntry> menuOf(const std::string& item)
     {
@@ -289,10 +305,6 @@ protected:
             g.width = std::stoi(m[1]), g.height = std::stoi(m[2]);
         return g;
     }
-    bool waitVisible(const AppBundle& app, size_t n, std::chrono::milliseconds timeout = 20s)
-    {
-        return waitUntil([&] { return visibleWindows(app.bundleIdentifier()).size() == n; }, timeout);
-    }
     bool waitGeometry(const std::string& window, int width, int height)
     {
         return waitUntil([&] {
@@ -302,7 +314,6 @@ protected:
     }
 
     GRef<GDBusConnection> bus;
-    std::vector<std::unique_ptr<AppProcess>> processes_;
 };
 
 TEST_F(TrayTest, ItemTogglesThePopupBrowserWhichKeepsItsSize)
@@ -324,24 +335,17 @@ TEST_F(TrayTest, ItemTogglesThePopupBrowserWhichKeepsItsSize)
     for (const auto& e : menuOf(item))
         labels.push_back(e.label);
     EXPECT_EQ(labels, (std::vector<std::string> {"Add Tab", "Switch to Regular Mode", "Preferences", "Quit"}));
-    GVariant* pixmaps = itemProperty(item, "IconPixmap");
-    ASSERT_TRUE(pixmaps);
-    ASSERT_GE(g_variant_n_children(pixmaps), 1u) << "the app's icon as pixels";
-    int w = 0, h = 0;
-    GVariant* bytes = nullptr;
-    g_variant_get_child(pixmaps, 0, "(ii@ay)", &w, &h, &bytes);
-    ASSERT_EQ(g_variant_get_size(bytes), size_t(w) * h * 4);
-    auto* argb = static_cast<const uint8_t*>(g_variant_get_data(bytes));
-    EXPECT_EQ(std::vector<int>(argb, argb + 4), (std::vector<int> {255, 255, 128, 0})) << "ARGB, network order";
-    g_variant_unref(bytes);
-    g_variant_unref(pixmaps);
+    std::vector<uint8_t> argb = firstPixmap(item);
+    ASSERT_GE(argb.size(), 4u) << "the app's icon as pixels";
+    EXPECT_EQ(std::vector<int>(argb.begin(), argb.begin() + 4), (std::vector<int> {255, 255, 128, 0}))
+        << "ARGB, network order";
 
     // Activate: the popup hangs centred below the point, at the stored size,
     // with the home page in it.
     KTRect area = KTScreen::mainWorkArea().value_or(KTRect {});
     const int x = int(area.x + area.width / 2);
     activate(item, x, int(area.y));
-    ASSERT_TRUE(waitVisible(app, 1)) << "Activate shows the popup";
+    ASSERT_TRUE(waitWindows(app, 1)) << "Activate shows the popup";
     const std::string popup = visibleWindows(app.bundleIdentifier()).front();
     ASSERT_TRUE(waitGeometry(popup, 500, 320)) << "POPOVER_W_KEY x POPOVER_H_KEY";
     Geometry g = geometryOf(popup);
@@ -351,16 +355,16 @@ TEST_F(TrayTest, ItemTogglesThePopupBrowserWhichKeepsItsSize)
 
     // Activate again hides it; Escape hides it too.
     activate(item, x, int(area.y));
-    EXPECT_TRUE(waitVisible(app, 0)) << "a second Activate hides it";
+    EXPECT_TRUE(waitWindows(app, 0)) << "a second Activate hides it";
     activate(item, x, int(area.y));
-    ASSERT_TRUE(waitVisible(app, 1));
+    ASSERT_TRUE(waitWindows(app, 1));
     ASSERT_TRUE(typeKeys(app.bundleIdentifier(), "Escape"));
-    EXPECT_TRUE(waitVisible(app, 0)) << "Escape hides it";
+    EXPECT_TRUE(waitWindows(app, 0)) << "Escape hides it";
 
     // The round handle: 10 to the right widens by 20 (centred), 25 down
     // grows by 25; the size is kept for the next launch.
     activate(item, x, int(area.y));
-    ASSERT_TRUE(waitVisible(app, 1));
+    ASSERT_TRUE(waitWindows(app, 1));
     const std::string again = visibleWindows(app.bundleIdentifier()).front();
     ASSERT_TRUE(waitGeometry(again, 500, 320));
     g = geometryOf(again);
@@ -384,19 +388,15 @@ TEST_F(TrayTest, ItemTogglesThePopupBrowserWhichKeepsItsSize)
     }, 10s)) << app.readDataFile("behavior.json").dump();
 
     // Another program takes the focus: the popup goes, as a popover would.
-    GtkWidget* other = gtk_window_new(GTK_WINDOW_TOPLEVEL);
-    gtk_window_set_default_size(GTK_WINDOW(other), 200, 200);
-    gtk_widget_show(other);
-    drainEvents();
     runProgram({"xdotool", "windowactivate", "--sync", again}, 5s);
-    runProgram({"xdotool", "windowactivate", "--sync", xidOf(other)}, 5s);
-    EXPECT_TRUE(waitVisible(app, 0)) << "focus loss hides it";
+    GtkWidget* other = focusOtherWindow();
+    EXPECT_TRUE(waitWindows(app, 0)) << "focus loss hides it";
     gtk_widget_destroy(other);
 
     // A tray that asks the item for its menu gets it at its point.
     callAndForget(item, "/StatusNotifierItem", "org.kde.StatusNotifierItem", "ContextMenu",
                   g_variant_new("(ii)", x, int(area.y)));
-    ASSERT_TRUE(waitVisible(app, 1)) << "ContextMenu pops the menu up";
+    ASSERT_TRUE(waitWindows(app, 1)) << "ContextMenu pops the menu up";
     g = geometryOf(visibleWindows(app.bundleIdentifier()).front());
     EXPECT_NEAR(g.x, x, 1);
     EXPECT_NEAR(g.y, area.y, 1);
@@ -429,20 +429,20 @@ TEST_F(TrayTest, SwitchingToRegularModeRelaunchesIntoAWindowAndBack)
     g_clear_error(&error);
     clickMenu(item, 99);
     activate(item, -5000, 99999);
-    ASSERT_TRUE(waitVisible(app, 1));
+    ASSERT_TRUE(waitWindows(app, 1));
     KTRect area = KTScreen::mainWorkArea().value_or(KTRect {});
     Geometry g = geometryOf(visibleWindows(app.bundleIdentifier()).front());
     EXPECT_EQ(g.x, int(area.x)) << "held inside the work area";
     EXPECT_EQ(g.y + g.height, int(area.y + area.height));
     activate(item, 0, 0);
-    ASSERT_TRUE(waitVisible(app, 0));
+    ASSERT_TRUE(waitWindows(app, 0));
 
     clickMenu(item, menu[1].id);
     int status = -1;
     ASSERT_TRUE(p.waitExit(10s, &status)) << "the app leaves to relaunch";
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     EXPECT_EQ(json::boolFor(app.readDataFile("behavior.json"), "statusBarKey", true), false) << "saved before leaving";
-    ASSERT_TRUE(waitVisible(app, 1, 30s)) << "relaunched into a regular window";
+    ASSERT_TRUE(waitWindows(app, 1, 30s)) << "relaunched into a regular window";
     EXPECT_EQ(watcher.items().size(), 1u) << "no tray item in regular mode";
 
     // "Show in Menu Bar" (the app's action, as its menus run it) goes back
@@ -453,7 +453,7 @@ TEST_F(TrayTest, SwitchingToRegularModeRelaunchesIntoAWindowAndBack)
                   g_variant_new("(s@av@a{sv})", "status-bar-mode", g_variant_new_array(G_VARIANT_TYPE_VARIANT, nullptr, 0),
                                 g_variant_new_array(G_VARIANT_TYPE("{sv}"), nullptr, 0)));
     EXPECT_TRUE(waitUntil([&] { return watcher.items().size() == 2; }, 20s)) << "a new item registers";
-    EXPECT_TRUE(waitVisible(app, 0)) << "the window leaves the screen for the tray";
+    EXPECT_TRUE(waitWindows(app, 0)) << "the window leaves the screen for the tray";
     EXPECT_EQ(json::boolFor(app.readDataFile("behavior.json"), "statusBarKey"), true);
 }
 
@@ -461,76 +461,31 @@ TEST_F(TrayTest, WithoutATrayTheAppSaysSoAndOpensAWindow)
 {
     AppBundle app = makeApp("NoTray", true);
     AppProcess& p = launch(app);
-    ASSERT_TRUE(waitVisible(app, 1)) << "a window rather than nothing";
+    ASSERT_TRUE(waitWindows(app, 1)) << "a window rather than nothing";
     EXPECT_TRUE(waitUntil([&] { return server->hits("/home") >= 1; }, 20s));
     EXPECT_NE(p.log().find("menu-bar mode: no status notifier watcher is running"), std::string::npos) << p.log();
 }
 
-// The badge on the item's icon as a tray host reads it, in-process.
-class TrayBadgeTest : public GuiTest {};
-
-std::vector<uint8_t> firstPixmap(GDBusConnection* reader, const std::string& service)
+// The badge on the item's icon as a tray host reads it, the item in-process.
+TEST_F(TrayTest, BadgeIsARedDotInTheUpperRightThatGoesAwayWhenEmpty)
 {
-    std::vector<uint8_t> out;
-    bool done = false;
-    struct Ctx {
-        std::vector<uint8_t>* out;
-        bool* done;
-    } ctx {&out, &done};
-    g_dbus_connection_call(reader, service.c_str(), KTStatusBarItemView::kItemPath, "org.freedesktop.DBus.Properties",
-                           "Get", g_variant_new("(ss)", "org.kde.StatusNotifierItem", "IconPixmap"),
-                           G_VARIANT_TYPE("(v)"), G_DBUS_CALL_FLAGS_NONE, 5000, nullptr,
-                           +[](GObject* source, GAsyncResult* result, gpointer data) {
-                               auto* c = static_cast<Ctx*>(data);
-                               if (GVariant* r = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, nullptr)) {
-                                   GVariant* v = nullptr;
-                                   g_variant_get(r, "(v)", &v);
-                                   if (g_variant_n_children(v) > 0) {
-                                       GVariant* bytes = nullptr;
-                                       g_variant_get_child(v, 0, "(ii@ay)", nullptr, nullptr, &bytes);
-                                       gsize n = 0;
-                                       auto* p = static_cast<const uint8_t*>(g_variant_get_fixed_array(bytes, &n, 1));
-                                       c->out->assign(p, p + n);
-                                       g_variant_unref(bytes);
-                                   }
-                                   g_variant_unref(v);
-                                   g_variant_unref(r);
-                               }
-                               *c->done = true;
-                           },
-                           &ctx);
-    waitUntil([&] { return done; }, 10s);
-    return out;
-}
-
-TEST_F(TrayBadgeTest, BadgeIsARedDotInTheUpperRightThatGoesAwayWhenEmpty)
-{
-    if (!std::getenv("DBUS_SESSION_BUS_ADDRESS"))
-        GTEST_SKIP() << "no D-Bus session";
     // A plain blue icon.
     GdkPixbuf* blue = gdk_pixbuf_new(GDK_COLORSPACE_RGB, TRUE, 8, 64, 64);
     gdk_pixbuf_fill(blue, 0x2040c0ff);
     KTStatusBarItemView view("test", "Test", {}, nullptr);
     view.setImage(blue, "");
     g_object_unref(blue);
-    // Another connection, as a tray host is another process.
-    GRef<GDBusConnection> reader = GRef<GDBusConnection>::adopt(g_dbus_connection_new_for_address_sync(
-        g_getenv("DBUS_SESSION_BUS_ADDRESS"),
-        GDBusConnectionFlags(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT
-                             | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, nullptr));
-    ASSERT_TRUE(reader);
     // 24 x 24 first, ARGB: the pixel at (x, y) starts at (y * 24 + x) * 4.
     auto pixel = [](const std::vector<uint8_t>& p, int x, int y) {
         size_t at = (size_t(y) * 24 + x) * 4;
         return std::vector<int> {p[at], p[at + 1], p[at + 2], p[at + 3]};
     };
     std::vector<uint8_t> plain;
-    ASSERT_TRUE(waitUntil([&] { return (plain = firstPixmap(reader.get(), view.busName())).size() == 24 * 24 * 4; }));
+    ASSERT_TRUE(waitUntil([&] { return (plain = firstPixmap(view.busName())).size() == 24 * 24 * 4; }));
     EXPECT_EQ(pixel(plain, 21, 2), (std::vector<int> {255, 0x20, 0x40, 0xc0}));
 
     view.setBadge("3");
-    std::vector<uint8_t> badged = firstPixmap(reader.get(), view.busName());
+    std::vector<uint8_t> badged = firstPixmap(view.busName());
     ASSERT_EQ(badged.size(), plain.size());
     std::vector<int> dot = pixel(badged, 21, 4);
     EXPECT_EQ(dot[0], 255);
@@ -539,7 +494,7 @@ TEST_F(TrayBadgeTest, BadgeIsARedDotInTheUpperRightThatGoesAwayWhenEmpty)
     EXPECT_EQ(pixel(badged, 2, 21), pixel(plain, 2, 21)) << "the rest of the icon is untouched";
 
     view.setBadge("");
-    EXPECT_EQ(firstPixmap(reader.get(), view.busName()), plain);
+    EXPECT_EQ(firstPixmap(view.busName()), plain);
 }
 
 } // namespace

@@ -3,12 +3,10 @@
 // task list shows, the window's transparency, the hidden title bar with its
 // tools, and closing tabs down to the last.
 
-#include "support/GuiTest.h"
+#include "support/AppTest.h"
 #include "support/XWindow.h"
 
 #include "app/AppDelegate.h"
-#include "core/config/KTBundle.h"
-#include "core/config/KTPlist.h"
 #include "core/config/KTQuiltManager.h"
 #include "ui/windows/KTMainWindowController.h"
 
@@ -19,20 +17,15 @@
 namespace quilt::test {
 namespace {
 
-class AppWindowsTest : public GuiTest {
+class AppWindowsTest : public AppTest {
 protected:
     void SetUp() override
     {
-        GuiTest::SetUp();
+        AppTest::SetUp();
         if (IsSkipped())
             return;
         for (const char* p : {"/home", "/b", "/c", "/d"})
             server->route(p, HttpPage::html(std::string("Page ") + p));
-        std::string info = env->bundlePath() + "/Contents/Info.plist";
-        KTJson dict = KTPlist::readFile(info).value_or(KTJson::object());
-        dict["CFBundleIdentifier"] = "org.quilt.test.Windows_" + env->uniqueId().substr(0, 8);
-        ASSERT_TRUE(KTPlist::writeFile(info, dict));
-        KTBundle::setMainPath(env->bundlePath());
     }
     void writeSettings(KTJson extra = KTJson::object())
     {
@@ -40,34 +33,6 @@ protected:
         writeDataFile("settings.json", extra);
     }
 
-    // Runs the application; `launched` runs once its first window is up
-    // and home, then the application quits.
-    void runApp(const std::function<void(AppDelegate&)>& launched)
-    {
-        AppDelegate app;
-        struct Ctx {
-            AppDelegate* app;
-            const std::function<void(AppDelegate&)>* launched;
-            bool ran = false;
-        } ctx {&app, &launched};
-        guint id = g_timeout_add(10, +[](gpointer data) -> gboolean {
-            auto* c = static_cast<Ctx*>(data);
-            if (KTMainWindowController::mainWindows().empty())
-                return G_SOURCE_CONTINUE;
-            c->ran = true;
-            (*c->launched)(*c->app);
-            c->app->quit(false);
-            return G_SOURCE_REMOVE;
-        }, &ctx);
-        char name[] = "DefaultApp";
-        char* argv[] = {name, nullptr};
-        EXPECT_EQ(app.run(1, argv), 0);
-        if (!ctx.ran)
-            g_source_remove(id);
-        ASSERT_TRUE(ctx.ran) << "the application never came up as the primary instance";
-    }
-
-    static KTMainWindowController* windowAt(size_t i) { return KTMainWindowController::mainWindows().at(i).get(); }
     bool waitWindows(size_t n)
     {
         return waitUntil([&] { return KTMainWindowController::mainWindows().size() == n; });
@@ -175,28 +140,6 @@ TEST_F(AppWindowsTest, WithoutASavedFrameNewWindowsFillTheScreenAndNoMore)
     });
 }
 
-TEST_F(AppWindowsTest, TheWindowTitleStaysTheAppsNameAndTheOpacityReachesTheWindowManager)
-{
-    writeSettings({{"windowOpacityKey", 0.7}});
-    runApp([&](AppDelegate&) {
-        KTMainWindowController* w = windowAt(0);
-        XWindow x(w->window().window());
-        ASSERT_TRUE(x.valid());
-        const std::string name = KTQuiltManager::applicationName();
-        ASSERT_FALSE(name.empty());
-        EXPECT_EQ(x.property("_NET_WM_NAME"), quoted(name)) << "one tab";
-        w->tabController()->addNewTab();
-        w->tabController()->addNewTab();
-        ASSERT_TRUE(w->toolbarShown());
-        EXPECT_EQ(x.property("_NET_WM_NAME"), quoted(name)) << "three tabs, the toolbar shown";
-
-        std::string opacity = x.property("_NET_WM_WINDOW_OPACITY");
-        ASSERT_FALSE(opacity.empty()) << "the window manager was told";
-        // GTK keeps opacity in 8 bits: 0.7 arrives as 179/255.
-        EXPECT_NEAR(std::stod(opacity) / 0xffffffffu, 0.7, 0.003);
-    });
-}
-
 TEST_F(AppWindowsTest, HiddenTitleBarHidesTheTitleButKeepsTheTools)
 {
     writeSettings({{"hideTitlebar", true}});
@@ -233,15 +176,25 @@ TEST_F(AppWindowsTest, HiddenTitleBarHidesTheTitleButKeepsTheTools)
     });
 }
 
-TEST_F(AppWindowsTest, ClosingTabsWithThreeTwoAndOneTab)
+// The task list keeps showing the app's name whatever the tabs; the
+// window manager is told the window's opacity.
+TEST_F(AppWindowsTest, ClosingTabsWithThreeTwoAndOneTabUnderTheAppsNameAndOpacity)
 {
-    writeSettings();
+    writeSettings({{"windowOpacityKey", 0.7}});
     runApp([&](AppDelegate& app) {
         KTMainWindowController* w = windowAt(0);
         KTTabViewController* tabs = w->tabController();
+        XWindow x(w->window().window());
+        ASSERT_TRUE(x.valid());
+        const std::string name = quoted(KTQuiltManager::applicationName());
+        EXPECT_EQ(x.property("_NET_WM_NAME"), name) << "one tab";
+        // GTK keeps opacity in 8 bits: 0.7 arrives as 179/255.
+        std::string opacity = x.property("_NET_WM_WINDOW_OPACITY");
+        EXPECT_NEAR(opacity.empty() ? 0 : std::stod(opacity) / 0xffffffffu, 0.7, 0.003) << "the window manager was told";
         tabs->openLinkInNewTab(server->url("/b"));
         tabs->openLinkInNewTab(server->url("/c"));
         ASSERT_TRUE(waitLoaded(pageOf(w, 2), server->url("/c")));
+        EXPECT_EQ(x.property("_NET_WM_NAME"), name) << "three tabs, the toolbar shown";
 
         app.closeTab();
         EXPECT_EQ(tabs->tabsCount(), 2u);

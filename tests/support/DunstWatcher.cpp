@@ -1,6 +1,5 @@
 #include "support/DunstWatcher.h"
 
-#include "KTHelperServiceFile.h"
 #include "TestEnvironment.h"
 #include "core/config/KTJson.h"
 
@@ -29,12 +28,6 @@ std::string field(const KTJson& record, const char* key)
 }
 
 } // namespace
-
-void DunstWatcher::installHelperServiceFile()
-{
-    std::string error;
-    ASSERT_TRUE(KTHelperServiceFile::install(QUILT_HELPER_PATH, &error)) << error;
-}
 
 int DunstWatcher::displayed() { return std::atoi(dunstctl({"count", "displayed"}).c_str()); }
 

@@ -1,7 +1,6 @@
 #pragma once
 
-// What the session's dunst shows and has shown, read through dunstctl, and
-// the helper's activation file put where the session's bus looks for it.
+// What the session's dunst shows and has shown, read through dunstctl.
 
 #include <string>
 #include <vector>
@@ -14,10 +13,6 @@ struct ShownNotification {
 
 class DunstWatcher {
 public:
-    // Writes org.quilt.Helper.service under the current $XDG_DATA_HOME:
-    // call it before a TestEnvironment moves that folder.
-    static void installHelperServiceFile();
-
     static int displayed();
     // Closes what is open (it moves to the history) and returns the whole
     // history, oldest first.

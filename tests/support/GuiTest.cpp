@@ -27,6 +27,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iostream>
 #include <sstream>
 
 namespace quilt::test {
@@ -295,6 +296,17 @@ std::string GuiTest::runJs(KTWebViewController* page, const std::string& script)
     return result->value_or("");
 }
 
+namespace {
+// xdotool arguments that move the pointer to (x, y) and wait until it is
+// there. "mousemove --sync" waits for a motion, which never comes when the
+// pointer is already in place: a step beside it first.
+std::vector<std::string> pointerTo(int x, int y)
+{
+    return {"xdotool", "mousemove", std::to_string(x + 1), std::to_string(y),
+            "mousemove", "--sync", std::to_string(x), std::to_string(y)};
+}
+} // namespace
+
 bool GuiTest::clickElement(KTWebViewController* page, const std::string& selector,
                            const std::vector<std::string>& modifiers, int button)
 {
@@ -316,7 +328,7 @@ bool GuiTest::clickElement(KTWebViewController* page, const std::string& selecto
         ox += a.x;
         oy += a.y;
     }
-    std::vector<std::string> args = {"xdotool", "mousemove", "--sync", std::to_string(ox + x), std::to_string(oy + y)};
+    std::vector<std::string> args = pointerTo(ox + x, oy + y);
     for (auto& m : modifiers)
         args.insert(args.end(), {"keydown", m});
     args.insert(args.end(), {"click", std::to_string(button)});
@@ -337,11 +349,9 @@ bool clickWidget(GtkWidget* widget, int button)
         ox += a.x;
         oy += a.y;
     }
-    return runProgram({"xdotool", "mousemove", "--sync", std::to_string(ox + a.width / 2),
-                       std::to_string(oy + a.height / 2), "click", std::to_string(button)},
-                      5s)
-               .exitCode
-        == 0;
+    std::vector<std::string> args = pointerTo(ox + a.width / 2, oy + a.height / 2);
+    args.insert(args.end(), {"click", std::to_string(button)});
+    return runProgram(args, 5s).exitCode == 0;
 }
 
 std::string xidOf(GtkWidget* window)
@@ -406,6 +416,20 @@ GtkWidget* findWindow(const std::function<bool(GtkWidget*)>& match)
     return found;
 }
 
+GtkWidget* findChild(GtkWidget* root, const std::function<bool(GtkWidget*)>& match)
+{
+    if (match(root))
+        return root;
+    GtkWidget* found = nullptr;
+    if (GTK_IS_CONTAINER(root)) {
+        GList* kids = gtk_container_get_children(GTK_CONTAINER(root));
+        for (GList* l = kids; l && !found; l = l->next)
+            found = findChild(GTK_WIDGET(l->data), match);
+        g_list_free(kids);
+    }
+    return found;
+}
+
 std::string textOf(GtkWidget* dialog, const char* property)
 {
     gchar* t = nullptr;
@@ -413,6 +437,23 @@ std::string textOf(GtkWidget* dialog, const char* property)
     std::string text = t ? t : "";
     g_free(t);
     return text;
+}
+
+std::vector<std::string> dialogButtons(GtkWidget* dialog)
+{
+    std::vector<std::string> labels;
+    GtkWidget* button = nullptr;
+    for (int response : {GTK_RESPONSE_CANCEL, GTK_RESPONSE_ACCEPT, GTK_RESPONSE_OK})
+        if (!button)
+            button = gtk_dialog_get_widget_for_response(GTK_DIALOG(dialog), response);
+    if (!button)
+        return labels;
+    GList* children = gtk_container_get_children(GTK_CONTAINER(gtk_widget_get_parent(button)));
+    for (GList* l = children; l; l = l->next)
+        if (GTK_IS_BUTTON(l->data))
+            labels.emplace_back(gtk_button_get_label(GTK_BUTTON(l->data)));
+    g_list_free(children);
+    return labels;
 }
 
 GtkWidget* GuiTest::findMessageDialog(const std::string& text) const
@@ -651,6 +692,57 @@ void AppProcess::signal(int sig)
 }
 
 std::string AppProcess::log() const { return KTFileUtil::read(logPath_).value_or(""); }
+
+void RealAppTest::SetUp()
+{
+    PolicyTest::SetUp();
+    if (IsSkipped())
+        return;
+    if (!std::getenv("DBUS_SESSION_BUS_ADDRESS"))
+        GTEST_SKIP() << "no D-Bus session: run inside tests/desktop-session";
+    if (!KTFileUtil::exists(AppBundle::templatePath() + "/Contents/MacOS/DefaultApp"))
+        GTEST_SKIP() << "no template bundle at " << AppBundle::templatePath();
+}
+
+void RealAppTest::TearDown()
+{
+    if (HasFailure())
+        for (auto& p : processes)
+            std::cerr << "---- app log ----\n" << p->log() << "\n";
+    processes.clear();
+    PolicyTest::TearDown();
+}
+
+AppProcess& RealAppTest::launch(const AppBundle& app, const std::vector<std::string>& args)
+{
+    std::string log = env->root() + "/app-" + std::to_string(processes.size()) + ".log";
+    processes.push_back(std::make_unique<AppProcess>(app, args, log));
+    return *processes.back();
+}
+
+bool RealAppTest::waitWindows(const AppBundle& app, size_t n, std::chrono::milliseconds timeout)
+{
+    return waitUntil([&] { return visibleWindows(app.bundleIdentifier()).size() == n; }, timeout);
+}
+
+std::string activeWindow()
+{
+    auto lines = runProgram({"xdotool", "getactivewindow"}, 5s).outLines();
+    return lines.empty() ? std::string() : lines.front();
+}
+
+GtkWidget* focusOtherWindow()
+{
+    GtkWidget* other = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    gtk_window_set_title(GTK_WINDOW(other), "Elsewhere");
+    gtk_window_set_default_size(GTK_WINDOW(other), 900, 700);
+    gtk_widget_show(other);
+    EXPECT_TRUE(waitUntil([&] { return gtk_widget_get_mapped(other); }));
+    // xdotoolIn activates the window first.
+    EXPECT_TRUE(xdotoolIn(other, {"sleep", "0"}) && waitUntil([&] { return activeWindow() == xidOf(other); }))
+        << "the other window is not in front";
+    return other;
+}
 
 std::vector<std::string> visibleWindows(const std::string& windowClass)
 {

@@ -211,10 +211,29 @@ private:
     std::string logPath_;
 };
 
+// Real DefaultApp processes started from copies of the template bundle;
+// skips without a session bus or a built template. The apps' logs are
+// printed when a test fails.
+class RealAppTest : public PolicyTest {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    AppProcess& launch(const AppBundle& app, const std::vector<std::string>& args = {});
+    // `n` of the app's windows are visible.
+    static bool waitWindows(const AppBundle& app, size_t n, std::chrono::milliseconds timeout = 20s);
+
+    std::vector<std::unique_ptr<AppProcess>> processes;
+};
+
 // The first visible top-level GTK window of this process that `match` takes.
 GtkWidget* findWindow(const std::function<bool(GtkWidget*)>& match);
+// Depth first: the first widget under `root`, itself included, that `match` takes.
+GtkWidget* findChild(GtkWidget* root, const std::function<bool(GtkWidget*)>& match);
 // A string property of a widget ("text", "secondary-text" of a message dialog).
 std::string textOf(GtkWidget* dialog, const char* property = "text");
+// A dialog's button labels, left to right as they show.
+std::vector<std::string> dialogButtons(GtkWidget* dialog);
 
 // A real click (X input) on the middle of a shown widget.
 bool clickWidget(GtkWidget* widget, int button = 1);
@@ -227,6 +246,12 @@ std::vector<GtkWidget*> poppedUpMenuItems();
 std::string menuItemText(GtkWidget* item);
 // The X window id of a top-level window, as xdotool names it.
 std::string xidOf(GtkWidget* window);
+
+// The active window's X id as xdotool names it; "" when none is.
+std::string activeWindow();
+// Another program's window, as a person switches to one: shown and active.
+// The caller destroys it.
+GtkWidget* focusOtherWindow();
 
 // Visible top-level windows whose class is the bundle identifier.
 std::vector<std::string> visibleWindows(const std::string& windowClass);

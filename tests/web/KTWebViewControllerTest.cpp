@@ -231,10 +231,7 @@ TEST_P(ScriptDialogTest, TheAnswerReachesThePage)
     if (c.response) {
         GtkWidget* alert = waitForMessageDialog("Quilt");
         ASSERT_NE(alert, nullptr);
-        char* secondary = nullptr;
-        g_object_get(alert, "secondary-text", &secondary, nullptr);
-        EXPECT_STREQ(secondary, "Leave now?");
-        g_free(secondary);
+        EXPECT_EQ(textOf(alert, "secondary-text"), "Leave now?");
         EXPECT_EQ(gtk_window_get_transient_for(GTK_WINDOW(alert)), GTK_WINDOW(window_));
         EXPECT_TRUE(gtk_window_get_modal(GTK_WINDOW(alert)));
         GtkWidget* ok = gtk_dialog_get_widget_for_response(GTK_DIALOG(alert), GTK_RESPONSE_OK);

@@ -2,7 +2,7 @@
 // driven with real clicks and keys in a plain window and checked through
 // the files they write, an open page and the session's keyring.
 #include "support/GuiTest.h"
-#include "KTHelperServiceFile.h"
+#include "support/InHelperSession.h"
 #include "core/config/KTPlist.h"
 #include "core/config/KTShared.h"
 #include "core/menubar/KTShortcutManager.h"
@@ -49,33 +49,17 @@ public:
     GtkWidget* window() const { return window_; }
 
     // The first shown widget of the pane's interface files with that id.
-    GtkWidget* find(const char* id) const { return find(window_, id); }
+    GtkWidget* find(const char* id) const
+    {
+        return findChild(window_, [&](GtkWidget* w) {
+            return GTK_IS_BUILDABLE(w) && g_strcmp0(gtk_buildable_get_name(GTK_BUILDABLE(w)), id) == 0
+                && gtk_widget_get_mapped(w);
+        });
+    }
 
 private:
-    static GtkWidget* find(GtkWidget* w, const char* id)
-    {
-        if (GTK_IS_BUILDABLE(w) && g_strcmp0(gtk_buildable_get_name(GTK_BUILDABLE(w)), id) == 0
-            && gtk_widget_get_mapped(w))
-            return w;
-        GtkWidget* found = nullptr;
-        if (GTK_IS_CONTAINER(w)) {
-            GList* children = gtk_container_get_children(GTK_CONTAINER(w));
-            for (GList* l = children; l && !found; l = l->next)
-                found = find(GTK_WIDGET(l->data), id);
-            g_list_free(children);
-        }
-        return found;
-    }
     GtkWidget* window_;
 };
-
-// clickWidget moves the pointer with --sync, which waits for a motion that
-// never comes when the pointer is already there (the same button twice).
-bool click(GtkWidget* widget)
-{
-    runProgram({"xdotool", "mousemove", "0", "0"});
-    return clickWidget(widget);
-}
 
 std::string labelText(GtkWidget* label) { return label ? gtk_label_get_text(GTK_LABEL(label)) : "<none>"; }
 
@@ -129,21 +113,11 @@ void selectRow(GtkWidget* view, int row)
     gtk_tree_path_free(path);
 }
 
-class PreferencesPanes : public PolicyTest {
+class PreferencesPanes : public InHelperSession<PolicyTest> {
 protected:
-    static void SetUpTestSuite()
-    {
-        // Before the test's private world: the session bus reads activation
-        // files from the session's own data folder.
-        if (std::getenv("QUILT_HELPER_SESSION")) {
-            std::string error;
-            ASSERT_TRUE(KTHelperServiceFile::install(QUILT_HELPER_PATH, &error)) << error;
-        }
-    }
-
     void SetUp() override
     {
-        PolicyTest::SetUp();
+        InHelperSession::SetUp();
         if (IsSkipped())
             return;
         server->route("site.example/", HttpPage::html("Site", "<a id=out href='http://other.example/page'>out</a>"));
@@ -173,12 +147,12 @@ TEST_F(PreferencesPanes, AllowListEditReachesTheOpenPage)
     KTAllowListPane pane;
     PaneWindow shown(pane);
     GtkWidget* entry = shown.find("test-entry");
-    ASSERT_TRUE(click(entry));
+    ASSERT_TRUE(clickWidget(entry));
     ASSERT_TRUE(xdotoolIn(entry, {"type", "other.example/page"}));
     EXPECT_TRUE(waitUntil([&] { return labelText(shown.find("test-result")) == "Opens in your browser"; }))
         << labelText(shown.find("test-result"));
 
-    ASSERT_TRUE(click(shown.find("add")));
+    ASSERT_TRUE(clickWidget(shown.find("add")));
     ASSERT_TRUE(typeAndEnter(shown.find("patterns"), "*other.example*"));
     ASSERT_TRUE(fileHas("whitelist.json", R"("pattern":["*site.example*","*other.example*"])"))
         << readFile(dataFile("whitelist.json"));
@@ -187,11 +161,11 @@ TEST_F(PreferencesPanes, AllowListEditReachesTheOpenPage)
     GtkWidget* patterns = shown.find("patterns");
     auto newRowEditing = [&] { return rowCount(patterns) == 3 && editingColumn(patterns) == 0; };
     auto twoRowsAtRest = [&] { return rowCount(patterns) == 2 && editingColumn(patterns) == -1; };
-    ASSERT_TRUE(click(shown.find("add")));
+    ASSERT_TRUE(clickWidget(shown.find("add")));
     ASSERT_TRUE(waitUntil(newRowEditing));
     ASSERT_TRUE(typeAndEnter(patterns, "*site.example*"));
     EXPECT_TRUE(waitUntil(twoRowsAtRest)) << rowCount(patterns);
-    ASSERT_TRUE(click(shown.find("add")));
+    ASSERT_TRUE(clickWidget(shown.find("add")));
     ASSERT_TRUE(waitUntil(newRowEditing));
     ASSERT_TRUE(xdotoolIn(patterns, {"key", "Escape"}));
     EXPECT_TRUE(waitUntil(twoRowsAtRest)) << rowCount(patterns);
@@ -206,7 +180,7 @@ TEST_F(PreferencesPanes, AllowListEditReachesTheOpenPage)
     EXPECT_EQ(labelText(shown.find("test-result")), "Opens in your browser");
     // A pattern removed is gone from the file at once.
     selectRow(shown.find("patterns"), 0);
-    ASSERT_TRUE(click(shown.find("remove")));
+    ASSERT_TRUE(clickWidget(shown.find("remove")));
     EXPECT_TRUE(fileHas("whitelist.json", R"("pattern":["*other.example*"])"));
 }
 
@@ -223,10 +197,10 @@ TEST_F(PreferencesPanes, EnterpriseAllowListIsLocked)
     EXPECT_NE(shown.find("locked"), nullptr);
     EXPECT_FALSE(gtk_widget_is_sensitive(shown.find("mode")));
     EXPECT_FALSE(gtk_widget_is_sensitive(shown.find("add")));
-    ASSERT_TRUE(click(shown.find("add")));
+    ASSERT_TRUE(clickWidget(shown.find("add")));
     drainEvents();
     EXPECT_EQ(rowCount(shown.find("patterns")), 1u);
-    ASSERT_TRUE(click(shown.find("test-entry")));
+    ASSERT_TRUE(clickWidget(shown.find("test-entry")));
     ASSERT_TRUE(xdotoolIn(shown.find("test-entry"), {"type", "site.example"}));
     EXPECT_TRUE(waitUntil([&] { return labelText(shown.find("test-result")) == "Stays in the app"; }));
     EXPECT_EQ(readFile(dataFile("whitelist.json")), before);
@@ -241,13 +215,13 @@ TEST_F(PreferencesPanes, UserStyleAppearsOnTheNextDocument)
     KTUserContentPane pane;
     PaneWindow shown(pane);
 
-    ASSERT_TRUE(click(shown.find("add-rule")));
+    ASSERT_TRUE(clickWidget(shown.find("add-rule")));
     ASSERT_TRUE(xdotoolIn(shown.find("rules"), {"key", "Return"})); // keeps "Rule 0"
-    ASSERT_TRUE(click(shown.find("add-pattern")));
+    ASSERT_TRUE(clickWidget(shown.find("add-pattern")));
     ASSERT_TRUE(typeAndEnter(shown.find("patterns"), "*site.example*"));
     ASSERT_TRUE(waitUntil([&] { return cell(shown.find("patterns"), 0, 1) == "*site.example*"; }))
         << cell(shown.find("patterns"), 0, 1);
-    ASSERT_TRUE(click(shown.find("text-view")));
+    ASSERT_TRUE(clickWidget(shown.find("text-view")));
     ASSERT_TRUE(xdotoolIn(shown.find("text-view"), {"type", "body { background-color: rgb(1, 2, 3) }"}));
     ASSERT_TRUE(fileHas("userstyles.json", "rgb(1, 2, 3)")) << readFile(dataFile("userstyles.json"));
 
@@ -292,19 +266,19 @@ TEST_F(PreferencesPanes, ShortcutsTableSavesWhenThePaneCloses)
     GtkWidget* table = shown.find("table");
     ASSERT_EQ(rowCount(table), 2u);
 
-    ASSERT_TRUE(click(shown.find("add")));
+    ASSERT_TRUE(clickWidget(shown.find("add")));
     ASSERT_TRUE(typeAndEnter(table, "mail"));
     ASSERT_TRUE(waitUntil([&] { return cell(table, 2, 0) == "mail"; })) << cell(table, 2, 0);
     ASSERT_TRUE(waitUntil([&] { return editingColumn(table) == 1; }));
     ASSERT_TRUE(typeAndEnter(table, "https://mail.example/"));
     ASSERT_TRUE(waitUntil([&] { return cell(table, 2, 1) == "https://mail.example/"; })) << cell(table, 2, 1);
-    ASSERT_TRUE(click(shown.find("add"))); // left without a word
+    ASSERT_TRUE(clickWidget(shown.find("add"))); // left without a word
     ASSERT_TRUE(waitUntil([&] { return rowCount(table) == 4 && editingColumn(table) == 0; }));
     ASSERT_TRUE(xdotoolIn(table, {"key", "Escape"}));
     ASSERT_TRUE(waitUntil([&] { return editingColumn(table) == -1; }));
 
     selectRow(table, 0);
-    ASSERT_TRUE(click(shown.find("remove")));
+    ASSERT_TRUE(clickWidget(shown.find("remove")));
     ASSERT_TRUE(waitUntil([&] { return rowCount(table) == 3; }));
     EXPECT_EQ(selectedRow(table), 0);
     EXPECT_EQ(cell(table, 0, 0), "b");
@@ -320,8 +294,6 @@ TEST_F(PreferencesPanes, ShortcutsTableSavesWhenThePaneCloses)
 // after the question; another site's login stays.
 TEST_F(PreferencesPanes, SavedPasswordsListRevealAndRemove)
 {
-    if (!std::getenv("QUILT_HELPER_SESSION"))
-        GTEST_SKIP() << "needs its own desktop session: run through ctest";
     const std::string site = "https://app-" + std::to_string(g_random_int()) + ".example";
     writeDataFile("settings.json", {{"main_url", site + "/home"}});
     auto save = [](const std::string& password, const std::string& user, const std::string& url) {
@@ -343,20 +315,21 @@ TEST_F(PreferencesPanes, SavedPasswordsListRevealAndRemove)
     EXPECT_EQ(cell(logins, 1, 2).find("pw"), std::string::npos);
 
     selectRow(logins, 1);
-    ASSERT_TRUE(click(shown.find("reveal")));
+    ASSERT_TRUE(clickWidget(shown.find("reveal")));
     EXPECT_TRUE(waitUntil([&] { return cell(logins, 1, 2) == "pw-bob"; }, 20s)) << cell(logins, 1, 2);
 
     selectRow(logins, 0);
-    ASSERT_TRUE(click(shown.find("remove")));
+    ASSERT_TRUE(clickWidget(shown.find("remove")));
     ASSERT_TRUE(waitUntil([&] { return rowCount(logins) == 1; }, 20s));
     EXPECT_EQ(cell(logins, 0, 1), "bob");
     EXPECT_EQ(runProgram({"secret-tool", "lookup", "site", site, "username", "alice"}, 20s).out, "");
 
-    ASSERT_TRUE(click(shown.find("remove-all")));
+    ASSERT_TRUE(clickWidget(shown.find("remove-all")));
     GtkWidget* question = waitForMessageDialog("Remove all saved passwords of this app?");
     ASSERT_NE(question, nullptr);
     GtkWidget* confirm = gtk_dialog_get_widget_for_response(GTK_DIALOG(question), GTK_RESPONSE_ACCEPT);
-    ASSERT_TRUE(click(confirm));
+    // Once the window manager has placed the question and made it active.
+    ASSERT_TRUE(xdotoolIn(confirm, {"sleep", "0"}) && clickWidget(confirm));
     ASSERT_TRUE(waitUntil([&] { return rowCount(logins) == 0; }, 20s));
     EXPECT_EQ(labelText(shown.find("status")), "This app has no saved passwords.");
     EXPECT_FALSE(gtk_widget_is_sensitive(shown.find("remove-all")));

@@ -16,55 +16,6 @@
 namespace quilt::test {
 namespace {
 
-// Answers the first message dialog that shows up, as a user would, and
-// keeps its texts; it polls from a timer while the test waits.
-class AlertAnswerer {
-public:
-    explicit AlertAnswerer(int response)
-        : response_(response)
-    {
-        id_ = g_timeout_add(20, +[](gpointer data) -> gboolean {
-            return static_cast<AlertAnswerer*>(data)->poll() ? G_SOURCE_REMOVE : G_SOURCE_CONTINUE;
-        }, this);
-    }
-    ~AlertAnswerer()
-    {
-        if (!done_)
-            g_source_remove(id_);
-    }
-    bool seen() const { return !text.empty(); }
-    std::string text, secondary;
-    std::vector<std::string> buttons;
-    std::string defaultButton;
-
-private:
-    bool poll()
-    {
-        GtkWidget* dialog = findWindow([](GtkWidget* w) { return GTK_IS_MESSAGE_DIALOG(w); });
-        if (!dialog)
-            return false;
-        text = textOf(dialog);
-        secondary = textOf(dialog, "secondary-text");
-        // The buttons in the order they show.
-        GtkWidget* cancel = gtk_dialog_get_widget_for_response(GTK_DIALOG(dialog), GTK_RESPONSE_CANCEL);
-        if (GtkWidget* box = cancel ? gtk_widget_get_parent(cancel) : nullptr) {
-            GList* kids = gtk_container_get_children(GTK_CONTAINER(box));
-            for (GList* l = kids; l; l = l->next)
-                if (GTK_IS_BUTTON(l->data))
-                    buttons.emplace_back(gtk_button_get_label(GTK_BUTTON(l->data)));
-            g_list_free(kids);
-        }
-        if (GtkWidget* d = gtk_window_get_default_widget(GTK_WINDOW(dialog)); d && GTK_IS_BUTTON(d))
-            defaultButton = gtk_button_get_label(GTK_BUTTON(d));
-        gtk_dialog_response(GTK_DIALOG(dialog), response_);
-        done_ = true;
-        return true;
-    }
-    int response_;
-    guint id_ = 0;
-    bool done_ = false;
-};
-
 // Stands in for the application above the windows: counts the hides.
 struct CountingApplication : KTMainWindowsDelegate {
     void hideApplication() override { ++hides; }
@@ -83,14 +34,11 @@ protected:
         GuiTest::TearDown();
         KTMainWindowController::setWindowsDelegate(nullptr);
     }
-    // Asks the window's close question; `asked` tells whether it was still
-    // open when the call returned (no nested main loop), then waits for it.
-    static std::optional<bool> shouldClose(KTMainWindowController* window, bool* asked = nullptr)
+    // Asks the window's close question and waits for the answer.
+    static std::optional<bool> shouldClose(KTMainWindowController* window)
     {
         auto answer = std::make_shared<std::optional<bool>>();
         window->windowShouldClose([answer](bool closes) { *answer = closes; });
-        if (asked)
-            *asked = !answer->has_value();
         waitUntil([&] { return answer->has_value(); });
         return *answer;
     }
@@ -162,21 +110,22 @@ TEST_P(MainWindowConfirmTest, ConfirmationOnlyForSeveralTabs)
     KTMainWindowController* second = newWindow();
     while (second->tabController()->tabsCount() < c.tabs)
         second->tabController()->addNewTab();
-    AlertAnswerer answerer(c.answer);
-    bool asked = false;
-    std::optional<bool> closes = shouldClose(second, &asked);
-    EXPECT_EQ(closes, c.closes);
-    EXPECT_EQ(answerer.seen(), c.alert);
-    EXPECT_EQ(asked, c.alert) << "the question is answered later, from the main loop";
+    auto closes = std::make_shared<std::optional<bool>>();
+    second->windowShouldClose([closes](bool answer) { *closes = answer; });
+    EXPECT_EQ(closes->has_value(), !c.alert) << "the question is answered later, from the main loop";
     if (c.alert) {
-        EXPECT_EQ(answerer.text, "Are you sure you want to quit?");
-        EXPECT_EQ(answerer.secondary, "Quiting will close all Windows and Tabs.");
-        EXPECT_EQ(answerer.buttons, (std::vector<std::string> {"Cancel", "Quit"})) << "GTK order: yes on the right";
-        EXPECT_EQ(answerer.defaultButton, "Quit");
+        GtkWidget* alert = waitForMessageDialog("Are you sure you want to quit?");
+        ASSERT_TRUE(alert);
+        EXPECT_EQ(textOf(alert, "secondary-text"), "Quiting will close all Windows and Tabs.");
+        EXPECT_EQ(dialogButtons(alert), (std::vector<std::string> {"Cancel", "Quit"})) << "GTK order: yes on the right";
+        GtkWidget* byDefault = gtk_window_get_default_widget(GTK_WINDOW(alert));
+        EXPECT_STREQ(byDefault ? gtk_button_get_label(GTK_BUTTON(byDefault)) : "", "Quit");
+        gtk_dialog_response(GTK_DIALOG(alert), c.answer);
     }
-    if (closes == false) {
+    ASSERT_TRUE(waitUntil([&] { return closes->has_value(); }));
+    EXPECT_EQ(**closes, c.closes);
+    if (!c.closes)
         EXPECT_EQ(second->tabController()->tabsCount(), c.tabs) << "nothing changes";
-    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Tabs, MainWindowConfirmTest,

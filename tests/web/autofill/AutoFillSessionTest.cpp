@@ -2,7 +2,7 @@
 // activation in this group's own desktop session, logins in its
 // gnome-keyring, checked with secret-tool.
 #include "support/GuiTest.h"
-#include "KTHelperServiceFile.h"
+#include "support/InHelperSession.h"
 #include "core/services/KTServiceManager.h"
 #include "ui/dialogs/KTAutoFillMenuViewController.h"
 #include "ui/windows/KTMainWindowController.h"
@@ -41,33 +41,19 @@ HttpPage htmlOf(const char* html)
 
 const char* kSaveQuestion = "Would you like to save this password?";
 
-class AutoFillSession : public GuiTest {
+class AutoFillSession : public InHelperSession<GuiTest> {
 protected:
-    static void SetUpTestSuite()
-    {
-        // Before the test's private world: the session bus reads activation
-        // files from the session's own data folder.
-        if (std::getenv("QUILT_HELPER_SESSION")) {
-            std::string error;
-            ASSERT_TRUE(KTHelperServiceFile::install(QUILT_HELPER_PATH, &error)) << error;
-        }
-    }
-
     void SetUp() override
     {
-        if (!std::getenv("QUILT_HELPER_SESSION"))
-            GTEST_SKIP() << "needs its own desktop session: run through ctest";
-        GuiTest::SetUp();
+        InHelperSession::SetUp();
         if (IsSkipped())
             return;
         copyResource("KTAPIHelper.js");
         // Page scripts run only where the settings let JavaScript run.
         writeDataFile("settings.json", {{"enableJavaScript", true}});
-        for (HttpServer* s : {server.get()}) {
-            s->route("/login", htmlOf(kLoginPage));
-            s->route("/late", htmlOf(kLatePage));
-            s->route("/welcome", HttpPage::html("Welcome"));
-        }
+        server->route("/login", htmlOf(kLoginPage));
+        server->route("/late", htmlOf(kLatePage));
+        server->route("/welcome", HttpPage::html("Welcome"));
         window = newWindow(true);
         page = pageOf(window);
     }
@@ -115,37 +101,14 @@ protected:
         // first, as a person would.
         key("password", "Escape");
         ASSERT_TRUE(waitUntil([] { return !menu().isVisible(); }));
-        // "mousemove --sync" waits for a move: the pointer may still be on
-        // the button from the last click.
-        runProgram({"xdotool", "mousemove", "0", "0"}, 5s);
         ASSERT_TRUE(clickElement(page, "#submit"));
         ASSERT_TRUE(waitUntil([&] { return page->url().find("/welcome") != std::string::npos && !page->isLoading(); }));
         // The keyring's answer to "is this password saved?" has come back.
         EXPECT_TRUE(waitUntil([] { return !handler().isOngoingPasswordSaveRequest(); }) || findAnyQuestion());
     }
-    GtkWidget* findAnyQuestion() const
+    static GtkWidget* findAnyQuestion()
     {
-        GList* tops = gtk_window_list_toplevels();
-        GtkWidget* found = nullptr;
-        for (GList* l = tops; l && !found; l = l->next)
-            if (GTK_IS_MESSAGE_DIALOG(l->data) && gtk_widget_get_visible(GTK_WIDGET(l->data)))
-                found = GTK_WIDGET(l->data);
-        g_list_free(tops);
-        return found;
-    }
-    // Buttons left to right.
-    static std::vector<std::string> buttons(GtkWidget* dialog)
-    {
-        std::vector<std::string> labels;
-        GtkWidget* yes = gtk_dialog_get_widget_for_response(GTK_DIALOG(dialog), GTK_RESPONSE_ACCEPT);
-        if (!yes)
-            return labels;
-        GList* children = gtk_container_get_children(GTK_CONTAINER(gtk_widget_get_parent(yes)));
-        for (GList* l = children; l; l = l->next)
-            if (GTK_IS_BUTTON(l->data))
-                labels.emplace_back(gtk_button_get_label(GTK_BUTTON(l->data)));
-        g_list_free(children);
-        return labels;
+        return findWindow([](GtkWidget* w) { return GTK_IS_MESSAGE_DIALOG(w); });
     }
     // Returns once the helper has answered a question sent after everything
     // sent before.
@@ -226,11 +189,8 @@ TEST_F(AutoFillSession, NewLoginIsOfferedSavedAndFilledNextTime)
     submitAndWait();
     GtkWidget* question = waitForMessageDialog(kSaveQuestion);
     ASSERT_TRUE(question);
-    char* detail = nullptr;
-    g_object_get(question, "secondary-text", &detail, nullptr);
-    EXPECT_STREQ(detail, "You can view and remove saved passwords in preferences.");
-    g_free(detail);
-    EXPECT_EQ(buttons(question), (std::vector<std::string>{"Not Now", "Save Password"}));
+    EXPECT_EQ(textOf(question, "secondary-text"), "You can view and remove saved passwords in preferences.");
+    EXPECT_EQ(dialogButtons(question), (std::vector<std::string>{"Not Now", "Save Password"}));
     EXPECT_EQ(gtk_window_get_transient_for(GTK_WINDOW(question)),
               GTK_WINDOW(gtk_widget_get_toplevel(GTK_WIDGET(page->webview()))));
     gtk_dialog_response(GTK_DIALOG(question), GTK_RESPONSE_ACCEPT);
@@ -254,7 +214,7 @@ TEST_F(AutoFillSession, ChangedPasswordAsksToUpdateNamingUserAndHost)
         submitAndWait();
         GtkWidget* question = waitForMessageDialog(text);
         ASSERT_TRUE(question);
-        EXPECT_EQ(buttons(question), (std::vector<std::string>{"Not Now", "Update Password"}));
+        EXPECT_EQ(dialogButtons(question), (std::vector<std::string>{"Not Now", "Update Password"}));
         gtk_dialog_response(GTK_DIALOG(question), response);
         if (response == GTK_RESPONSE_CANCEL) {
             EXPECT_TRUE(waitUntil([] { return !handler().isOngoingPasswordSaveRequest(); }));

@@ -41,6 +41,8 @@ protected:
 };
 
 // ---- the allow-list on real pages, redirects judged by where the load started ----
+// (How patterns match is the core's table; here: the file's switches reach
+// real navigations.)
 
 struct AllowListCase {
     const char* name;
@@ -92,22 +94,13 @@ INSTANTIATE_TEST_SUITE_P(
         AllowListCase {"AllowListMatch", false, true, {"site.example.com", "*docs.example.net*"}, false,
                        "http://docs.example.net/guide", true},
         AllowListCase {"AllowListMiss", false, true, {"site.example.com"}, false, "http://elsewhere.org/p", false},
-        AllowListCase {"AllowListFragmentsInOrder", false, true, {"site.example.com", "http://*.example.net*/help"},
-                       false, "http://docs.example.net/help", true},
         AllowListCase {"BlockListMatch", false, false, {"*elsewhere*"}, false, "http://elsewhere.org/p", false},
-        AllowListCase {"BlockListMiss", false, false, {"*elsewhere*"}, false, "http://docs.example.net/p", true},
         AllowListCase {"SubdomainsWidened", false, true, {"http://www.example.com"}, true,
                        "http://shop.example.com/cart", true},
-        AllowListCase {"SubdomainsNotWidened", false, true, {"http://www.example.com", "site.example.com"}, false,
-                       "http://shop.example.com/cart", false},
-        AllowListCase {"CaseSensitive", false, true, {"site.example.com", "DOCS.EXAMPLE.NET"}, false,
-                       "http://docs.example.net/p", false},
         AllowListCase {"RedirectWithinRootDomain", false, true, kRedirectList, false, "http://a.x.y/go", true,
                        "http://b.x.y/in"},
         AllowListCase {"RedirectLeavingRootDomain", false, true, kRedirectList, false, "http://a.x.y/go", false,
-                       "http://c.other.org/out"},
-        AllowListCase {"RedirectToAllowedAddress", false, true, kRedirectList, false, "http://a.x.y/go", true,
-                       "http://a.x.y/in"}),
+                       "http://c.other.org/out"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 // ---- windows opened by pages ----
@@ -224,10 +217,7 @@ TEST_F(NavigationGlueTest, OtherSchemeAsksBeforeOpeningItsApplication)
     followLink();
     GtkWidget* ask = waitForMessageDialog("Open Quilt Test Handler?");
     ASSERT_NE(ask, nullptr);
-    char* secondary = nullptr;
-    g_object_get(ask, "secondary-text", &secondary, nullptr);
-    EXPECT_STREQ(secondary, "A website wants to open this application.");
-    g_free(secondary);
+    EXPECT_EQ(textOf(ask, "secondary-text"), "A website wants to open this application.");
     EXPECT_EQ(gtk_window_get_transient_for(GTK_WINDOW(ask)), window->window().window());
     // Decided at once: the page did not wait for the answer.
     EXPECT_TRUE(waitShown(page, start)) << page->url();

@@ -68,10 +68,11 @@ TEST_P(RefusedRequest, NeverReachesTheForeignServer)
     ASSERT_TRUE(loadAndWait(page, start));
     ASSERT_TRUE(waitUntil([&] { return server->hits("widgets.other.org/frame") == 1; })) << "a foreign iframe loads";
     const std::string trigger = c.trigger;
-    if (trigger == "click #f")
+    if (trigger == "click #f") {
         ASSERT_TRUE(clickElement(page, "#f"));
-    else if (!trigger.empty())
+    } else if (!trigger.empty()) {
         ASSERT_EQ(runJs(page, trigger + "; 'ok'"), "ok");
+    }
     expectHandedOverUnrequested(start, c.refused);
 }
 
