@@ -250,9 +250,8 @@ void KTMainWindowController::updateWindowColor()
     if (!page || page->isLoading() || !gtk_widget_get_mapped(GTK_WIDGET(page->webview())))
         return;
     // The colour is read from what the view paints next, once that paint is
-    // on screen. Asking the engine for an image instead renders the whole
-    // page a second time, and on a tab switch that doubles the work standing
-    // between the key and the new tab's first paint.
+    // on screen: asking the engine for an image instead renders the whole
+    // visible page again for one pixel, on every tab switch and load.
     colorIdle_.reset();
     colorPaint_ = KTSignal(page->webview(), "draw",
                            G_CALLBACK(+[](GtkWidget*, cairo_t*, KTMainWindowController* self) -> gboolean {
