@@ -189,6 +189,32 @@ def xdotool(*args):
     return subprocess.run(["xdotool"] + list(args), capture_output=True, text=True).stdout.strip()
 
 
+class Keys:
+    """Key presses sent through XTest on the benchmark's own display
+    connection: starting xdotool for each press would add its start-up (tens
+    of milliseconds on a loaded machine) to every switch measured."""
+
+    def __init__(self, screen):
+        self.x, self.dpy = screen.x, screen.dpy
+        self.xtst = sb.ctypes.CDLL(sb.ctypes.util.find_library("Xtst"))
+        self.xtst.XTestFakeKeyEvent.argtypes = [sb.ctypes.c_void_p, sb.ctypes.c_uint, sb.ctypes.c_int,
+                                                sb.ctypes.c_ulong]
+        self.x.XStringToKeysym.restype = sb.ctypes.c_ulong
+        self.x.XStringToKeysym.argtypes = [sb.ctypes.c_char_p]
+        self.x.XKeysymToKeycode.restype = sb.ctypes.c_ubyte
+        self.x.XKeysymToKeycode.argtypes = [sb.ctypes.c_void_p, sb.ctypes.c_ulong]
+        self.x.XFlush.argtypes = [sb.ctypes.c_void_p]
+
+    def press(self, combo):
+        codes = [self.x.XKeysymToKeycode(self.dpy, self.x.XStringToKeysym(
+            {"ctrl": "Control_L", "shift": "Shift_L"}.get(k, k).encode())) for k in combo.split("+")]
+        for c in codes:
+            self.xtst.XTestFakeKeyEvent(self.dpy, c, 1, 0)
+        for c in reversed(codes):
+            self.xtst.XTestFakeKeyEvent(self.dpy, c, 0, 0)
+        self.x.XFlush(self.dpy)
+
+
 def measure_switches(screen, window_class, count, key="ctrl+Next"):
     """Milliseconds from the next-tab key to the next tab's colour on screen."""
     cols = [colour(n) for n in range(10)]
@@ -196,11 +222,12 @@ def measure_switches(screen, window_class, count, key="ctrl+Next"):
     if not ids:
         return []
     xdotool("windowactivate", "--sync", ids[-1])
+    keys = Keys(screen)
     times = []
     for _ in range(count):
         cur = shown_colour(screen, cols)
         t0 = time.monotonic()
-        subprocess.run(["xdotool", "key", "--clearmodifiers", key])
+        keys.press(key)
         ok = wait_for(lambda: shown_colour(screen, cols) not in (cur, None), 5, step=0.002)
         if ok:
             times.append((time.monotonic() - t0) * 1000)
@@ -275,6 +302,23 @@ class Quilt(Program):
                                      stdout=self.log, stderr=subprocess.STDOUT)
 
 
+class Bare(Program):
+    """Ten WebKitWebViews in a notebook and nothing else (the engine's floor),
+    or, plain, ten coloured GTK pages (the benchmark's own share)."""
+
+    def __init__(self, opt, name, plain=False):
+        super().__init__(opt, name)
+        self.plain = plain
+        self.window_class = "tabs-bare-gtk" if plain else "tabs-bare-webkit"
+
+    def command(self, urls):
+        return [opt_bare(self.opt)] + (["--gtk"] if self.plain else []) + urls
+
+
+def opt_bare(opt):
+    return os.path.join(os.path.dirname(opt.template), "bench", "tabs", "tabs-bare-webkit")
+
+
 class Epiphany(Program):
     window_class = "epiphany"
 
@@ -315,7 +359,7 @@ def tabs_phase(opt, server, screen, prog, tag):
         res["ten_tabs_uss_mib"] = round(uss_of(pids), 1)
         res["ratio"] = round(res["ten_tabs_mib"] / res["one_tab_mib"], 2)
         res["uss_ratio"] = round(res["ten_tabs_uss_mib"] / res["one_tab_uss_mib"], 2)
-        sw = measure_switches(screen, prog.window_class, 10)
+        sw = measure_switches(screen, prog.window_class, 20)
         if sw:
             res["switch_ms_median"] = round(statistics.median(sw), 1)
             res["switch_ms_max"] = round(max(sw), 1)
@@ -399,6 +443,11 @@ def main(argv):
             progs = [("DefaultApp", lambda: Quilt(opt, "TabsBench")),
                      ("DefaultApp-process-per-tab",
                       lambda: Quilt(opt, "TabsBenchOwn", env={"QUILT_TABS_PER_PROCESS": "1"}))]
+            if os.access(opt_bare(opt), os.X_OK):
+                progs += [("bare WebKitGTK", lambda: Bare(opt, "bare-webkit")),
+                          ("bare GTK, no engine", lambda: Bare(opt, "bare-gtk", plain=True))]
+            else:
+                log("# %s: not built (target tabs-bare-webkit), the floor not measured" % opt_bare(opt))
             for peer in [p for p in opt.peers.split(",") if p]:
                 cls = {"epiphany": Epiphany, "chromium": Chromium}.get(peer)
                 if cls and shutil.which(cls.window_class):

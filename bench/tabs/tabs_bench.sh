@@ -9,8 +9,11 @@
 #          (app, web and network processes), process count, and the time to
 #          switch to the next tab (key press to the tab's colour on screen).
 #          DefaultApp as built, DefaultApp with a web process per tab
-#          (QUILT_TABS_PER_PROCESS=1, how it was before tabs shared), and
-#          GNOME Web and Chromium with the same ten tabs when installed.
+#          (QUILT_TABS_PER_PROCESS=1, how it was before tabs shared), the
+#          floor (tabs-bare-webkit: ten WebKitWebViews in a notebook with the
+#          app's rendering settings and nothing else), the benchmark's own
+#          share (the same with plain GTK pages, no engine), and GNOME Web and
+#          Chromium with the same ten tabs when installed. Twenty switches.
 #   long   open and close 200 tabs, then navigate 500 pages in one tab: the
 #          app process's own RSS and PSS before, after each, and the ratio.
 #

@@ -106,6 +106,8 @@ KTMainWindowController::KTMainWindowController(std::unique_ptr<KTWebViewControll
 KTMainWindowController::~KTMainWindowController()
 {
     *alive_ = false;
+    colorIdle_.reset();
+    colorPaint_.disconnect();
     observations_.clear();
     signals_.clear();
     if (tabController_)
@@ -247,28 +249,49 @@ void KTMainWindowController::updateWindowColor()
     // A page still loading has nothing of its own to show yet.
     if (!page || page->isLoading() || !gtk_widget_get_mapped(GTK_WIDGET(page->webview())))
         return;
-    auto alive = alive_;
-    webkit_web_view_get_snapshot(
-        page->webview(), WEBKIT_SNAPSHOT_REGION_VISIBLE, WEBKIT_SNAPSHOT_OPTIONS_NONE, nullptr,
-        [](GObject* source, GAsyncResult* result, gpointer data) {
-            std::unique_ptr<std::pair<KTMainWindowController*, std::shared_ptr<bool>>> ctx(
-                static_cast<std::pair<KTMainWindowController*, std::shared_ptr<bool>>*>(data));
-            cairo_surface_t* surface = webkit_web_view_get_snapshot_finish(WEBKIT_WEB_VIEW(source), result, nullptr);
-            KTColor color = KTColor::rgb(1, 1, 1);
-            if (surface && cairo_image_surface_get_format(surface) == CAIRO_FORMAT_ARGB32
-                && cairo_image_surface_get_height(surface) > 1) {
-                cairo_surface_flush(surface);
-                int x = int(cairo_image_surface_get_width(surface) * 0.5);
-                const unsigned char* row = cairo_image_surface_get_data(surface) + cairo_image_surface_get_stride(surface);
-                uint32_t px = reinterpret_cast<const uint32_t*>(row)[x];
-                color = KTColor::rgb(((px >> 16) & 0xff) / 255.0, ((px >> 8) & 0xff) / 255.0, (px & 0xff) / 255.0);
-            }
-            if (surface)
-                cairo_surface_destroy(surface);
-            if (*ctx->second)
-                ctx->first->applyWindowColor(color);
-        },
-        new std::pair<KTMainWindowController*, std::shared_ptr<bool>>(this, alive));
+    // The colour is read from what the view paints next, once that paint is
+    // on screen: asking the engine for an image instead renders the whole
+    // visible page again for one pixel, on every tab switch and load.
+    colorIdle_.reset();
+    colorPaint_ = KTSignal(page->webview(), "draw",
+                           G_CALLBACK(+[](GtkWidget*, cairo_t*, KTMainWindowController* self) -> gboolean {
+                               if (!self->colorIdle_.active())
+                                   self->colorIdle_ = KTSource(g_idle_add(+[](gpointer data) -> gboolean {
+                                       auto* me = static_cast<KTMainWindowController*>(data);
+                                       me->colorIdle_.forget();
+                                       me->colorPaint_.disconnect();
+                                       me->sampleWindowColor();
+                                       return G_SOURCE_REMOVE;
+                                   }, self));
+                               return FALSE;
+                           }),
+                           this, G_CONNECT_AFTER);
+    gtk_widget_queue_draw(GTK_WIDGET(page->webview()));
+}
+
+void KTMainWindowController::sampleWindowColor()
+{
+    KTWebViewController* page = tabController_ ? tabController_->selectedWebViewController() : nullptr;
+    GtkWidget* view = page ? GTK_WIDGET(page->webview()) : nullptr;
+    if (!view || !gtk_widget_get_mapped(view))
+        return;
+    // The view's top two rows as painted; the pixel in the middle of the
+    // second one is the page's colour, white when there is none.
+    const int width = gtk_widget_get_allocated_width(view);
+    KTColor color = KTColor::rgb(1, 1, 1);
+    if (width > 0 && gtk_widget_get_allocated_height(view) > 1) {
+        cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, 2);
+        cairo_t* cr = cairo_create(surface);
+        gtk_widget_draw(view, cr);
+        cairo_destroy(cr);
+        cairo_surface_flush(surface);
+        const unsigned char* row = cairo_image_surface_get_data(surface) + cairo_image_surface_get_stride(surface);
+        uint32_t px = reinterpret_cast<const uint32_t*>(row)[width / 2];
+        if (px >> 24)
+            color = KTColor::rgb(((px >> 16) & 0xff) / 255.0, ((px >> 8) & 0xff) / 255.0, (px & 0xff) / 255.0);
+        cairo_surface_destroy(surface);
+    }
+    applyWindowColor(color);
 }
 
 void KTMainWindowController::hidePreferences(bool) {}

@@ -85,6 +85,8 @@ private:
     // tool's size, centred, or the screen's work area.
     void applyDefaultFrame();
     void applyWindowColor(const KTColor& color);
+    // Reads the selected page's colour from the view as last painted.
+    void sampleWindowColor();
     static void releaseLater(KTMainWindowController* controller);
     // The window is going: its pages stop reporting and let go of their sites.
     void willClose();
@@ -102,6 +104,10 @@ private:
     std::vector<KTObservation> observations_;
     std::vector<KTSignal> signals_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    // The selected page's next paint, and the moment after it on screen,
+    // while its colour is wanted.
+    KTSignal colorPaint_;
+    KTSource colorIdle_;
 };
 
 } // namespace quilt
