@@ -23,10 +23,6 @@ namespace {
 std::atomic<uint64_t> lastRevision {0};
 uint64_t nextRevision() { return ++lastRevision; }
 
-// More changes than this between two openings of a menu are not kept: the
-// menu reads the whole list again.
-constexpr size_t kMaxMoves = 1000;
-
 // Writes s as a JSON string exactly as json::compact does.
 void appendString(std::string& out, std::string_view s)
 {
@@ -99,8 +95,6 @@ struct KTHistoryManager::Records : Contents {
     std::vector<uint32_t> order;
     bool ordered = false;
     uint64_t revision = nextRevision();
-    uint64_t movesFrom = revision; // the revision the moves start from
-    std::vector<std::pair<uint64_t, KTHistoryMove>> moves;
 
     std::string_view view(Text t) const
     {
@@ -238,12 +232,7 @@ struct KTHistoryManager::Records : Contents {
         ordered = true;
     }
 
-    // A change the moves cannot describe: whoever follows must read all again.
-    void forgetMoves()
-    {
-        revision = movesFrom = nextRevision();
-        moves.clear();
-    }
+    void changed() { revision = nextRevision(); }
 
     void record(std::string_view url, std::string_view title, std::string_view date)
     {
@@ -251,28 +240,21 @@ struct KTHistoryManager::Records : Contents {
             return;
         if (!ordered) {
             put(title, url, date);
-            forgetMoves();
+            changed();
             return;
         }
+        // The date order is kept as visits come, so that the latest titles
+        // never need years of them sorted again.
         const uint32_t hash = hashOf(title);
-        KTHistoryMove move;
-        move.title = title;
         if (int64_t found = find(title, hash); found >= 0) {
             auto at = std::lower_bound(order.begin(), order.end(), static_cast<uint32_t>(found),
                                        [this](uint32_t a, uint32_t b) { return earlier(a, b); });
-            move.from = static_cast<size_t>(at - order.begin());
             order.erase(at);
         }
         const uint32_t e = put(title, url, date);
         auto to = std::lower_bound(order.begin(), order.end(), e, [this](uint32_t a, uint32_t b) { return earlier(a, b); });
-        move.to = static_cast<size_t>(to - order.begin());
         order.insert(to, e);
-        if (moves.size() >= kMaxMoves) {
-            forgetMoves();
-            return;
-        }
-        revision = nextRevision();
-        moves.emplace_back(revision, std::move(move));
+        changed();
     }
 
     // Reads the common file (every entry {"url": string, "date": string})
@@ -391,8 +373,7 @@ KTManager::Parser KTHistoryManager::parser() const
 void KTHistoryManager::adopt(std::unique_ptr<Contents> contents)
 {
     records_.reset(contents ? static_cast<Records*>(contents.release()) : new Records);
-    // Entries came and went all at once.
-    records_->forgetMoves();
+    records_->changed();
 }
 
 std::optional<std::string> KTHistoryManager::serialized() const
@@ -451,17 +432,16 @@ uint64_t KTHistoryManager::revision() const
     return records_->revision;
 }
 
-std::optional<std::vector<KTHistoryMove>> KTHistoryManager::movesSince(uint64_t revision) const
+std::vector<std::string> KTHistoryManager::latestByDateNames(size_t count) const
 {
     finishLoading();
-    const Records& r = *records_;
-    if (revision < r.movesFrom || revision > r.revision)
-        return std::nullopt;
-    std::vector<KTHistoryMove> moves;
-    for (const auto& [at, move] : r.moves)
-        if (at > revision)
-            moves.push_back(move);
-    return moves;
+    records_->sort();
+    const auto& order = records_->order;
+    std::vector<std::string> names;
+    names.reserve(std::min(count, order.size()));
+    for (size_t i = order.size() - std::min(count, order.size()); i < order.size(); ++i)
+        names.emplace_back(records_->title(order[i]));
+    return names;
 }
 
 std::string KTHistoryManager::dateString(std::time_t when)

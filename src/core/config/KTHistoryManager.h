@@ -11,15 +11,6 @@
 
 namespace quilt {
 
-// Where one visit moved a title in sortedByDateNames(): out of place `from`
-// (npos for a new title), then into place `to` of the list without it.
-struct KTHistoryMove {
-    static constexpr size_t npos = static_cast<size_t>(-1);
-    size_t from = npos;
-    size_t to = 0;
-    std::string title;
-};
-
 // "history.json": page title -> {"url", "date"}; a later visit to a page
 // with the same title replaces the earlier entry. No limit, no expiry.
 //
@@ -47,13 +38,11 @@ public:
     void clearHistory();
     size_t size() const;
 
-    // Changes to sortedByDateNames() since the list had `revision`, in order;
-    // nullopt when they are not known (a load, a clear, or too many), and
-    // the whole list must be read again. Lets a menu follow the history one
-    // item at a time.
+    // The last `count` of sortedByDateNames(), without copying the rest.
+    std::vector<std::string> latestByDateNames(size_t count) const;
+    // Changes with every change of the titles or their order (unique across
+    // instances), so that a menu can tell it has nothing to do.
     uint64_t revision() const;
-    std::optional<std::vector<KTHistoryMove>> movesSince(uint64_t revision) const;
-
     // The visit time as pages record it: "yyyy-MM-dd HH:mm:ssZZZZZ 'T'",
     // e.g. "2026-11-21 14:05:09+01:00 T" ("Z" for UTC).
     static std::string dateString(std::time_t when);

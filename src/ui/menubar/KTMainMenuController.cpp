@@ -5,8 +5,6 @@
 #include "core/config/KTNotificationNames.h"
 #include "core/web/KTUserAgents.h"
 
-#include <algorithm>
-
 namespace quilt {
 
 KTMainMenuController::KTMainMenuController(std::string appName, GActionMap* actions)
@@ -102,22 +100,8 @@ void KTMainMenuController::followHistory()
     const uint64_t revision = store.revision();
     if (revision == historyRevision_)
         return;
-    // The whole list is mirrored here and followed one visit at a time, so
-    // that a visit does not sort years of titles again; the menu shows its end.
-    std::optional<std::vector<KTHistoryMove>> moves;
-    if (historyRevision_ != 0)
-        moves = store.movesSince(historyRevision_);
-    if (moves) {
-        for (const KTHistoryMove& m : *moves) {
-            if (m.from != KTHistoryMove::npos && m.from < historyTitles_.size())
-                historyTitles_.erase(historyTitles_.begin() + static_cast<std::ptrdiff_t>(m.from));
-            historyTitles_.insert(historyTitles_.begin() + static_cast<std::ptrdiff_t>(std::min(m.to, historyTitles_.size())),
-                                  m.title);
-        }
-    } else {
-        historyTitles_ = store.sortedByDateNames();
-    }
-    refill(history_, historyShown_, KTMainMenu::historyMenu(historyTitles_));
+    refill(history_, historyShown_,
+           KTMainMenu::historyMenu(store.latestByDateNames(KTMainMenu::kHistoryMenuTitles)));
     historyRevision_ = revision;
 }
 

@@ -15,11 +15,10 @@ namespace quilt {
 // The main menu as one GMenuModel shared by every window's menu bar and
 // menu button: the static menus from KTMainMenu with the configuration
 // switches applied, the user-agent submenu, and the History and Bookmarks
-// menus brought up to date with their stores each time a menu opens. The
-// History menu follows its store's moves one item at a time: with years of
-// titles, rebuilding it (and every widget GTK made for it) would hold up
-// each opening. Commands are the
-// application's actions ("app.<name>"); this class only names them.
+// menus brought up to date with their stores each time a menu opens (the
+// History menu only when the store changed, and with its latest titles).
+// Commands are the application's actions ("app.<name>"); this class only
+// names them.
 class KTMainMenuController {
 public:
     // `actions`: where the commands live, to enable the bookmark items.
@@ -60,7 +59,6 @@ private:
     KTMenuSwitches switches_;
     std::vector<KTMenuItem> bookmarksShown_;
     uint64_t historyRevision_ = 0; // the store's revision the menu shows; 0: none yet
-    std::vector<std::string> historyTitles_; // the store's titles, oldest first
     std::vector<KTMenuItem> historyShown_;
     bool firstFill_ = true;
     bool open_ = false;

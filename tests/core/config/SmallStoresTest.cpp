@@ -137,31 +137,26 @@ TEST_F(StoresTest, HistoryOfAnyShapeIsWrittenBackAsTheGeneralReaderReadsIt)
               (*json::parse(R"({"url":"https://a.example/","date":"3"})")));
 }
 
-// A menu follows the history by its moves: applied in order to the list it
-// showed, they give the list as it is now.
-TEST_F(StoresTest, HistoryMovesTurnTheListShownIntoTheCurrentOne)
+// The menu reads the latest titles, and reads them again only after a change.
+TEST_F(StoresTest, HistoryGivesItsLatestTitlesInDateOrderAsVisitsCome)
 {
     auto h = KTHistoryManager::create();
     for (const char* t : {"A", "B", "C"})
         h->addUrlWithNameForDate("https://a.example/", t, std::string("2026-01-0") + char('1' + (t[0] - 'A')));
-    auto shown = h->sortedByDateNames();
+    EXPECT_EQ(h->latestByDateNames(2), (std::vector<std::string>{"B", "C"}));
     const uint64_t revision = h->revision();
+    EXPECT_EQ(h->revision(), revision) << "reading is no change";
     h->addUrlWithNameForDate("https://a.example/", "A", "2026-01-09");
     h->addUrlWithNameForDate("https://a.example/", "D", "2026-01-00");
     h->addUrlWithNameForDate("https://a.example/", "B", "2026-01-02");
-    auto moves = h->movesSince(revision);
-    ASSERT_TRUE(moves);
-    ASSERT_EQ(moves->size(), 3u);
-    for (const auto& m : *moves) {
-        if (m.from != KTHistoryMove::npos)
-            shown.erase(shown.begin() + static_cast<long>(m.from));
-        shown.insert(shown.begin() + static_cast<long>(m.to), m.title);
-    }
-    EXPECT_EQ(shown, h->sortedByDateNames());
-    EXPECT_EQ(shown, (std::vector<std::string>{"D", "B", "C", "A"}));
-    EXPECT_TRUE(h->movesSince(h->revision())->empty());
+    EXPECT_NE(h->revision(), revision);
+    EXPECT_EQ(h->sortedByDateNames(), (std::vector<std::string>{"D", "B", "C", "A"}));
+    EXPECT_EQ(h->latestByDateNames(3), (std::vector<std::string>{"B", "C", "A"}));
+    EXPECT_EQ(h->latestByDateNames(10).size(), 4u);
+    const uint64_t beforeClear = h->revision();
     h->clearHistory();
-    EXPECT_FALSE(h->movesSince(revision)) << "a cleared history is read again whole";
+    EXPECT_NE(h->revision(), beforeClear);
+    EXPECT_TRUE(h->latestByDateNames(3).empty());
 }
 
 // The shared history and bookmarks read their files on a worker thread. A
