@@ -10,9 +10,9 @@
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTHistoryManager.h"
 #include "core/config/KTJson.h"
-#include "core/config/KTPlist.h"
 #include "core/web/KTScriptsManager.h"
 #include "core/web/KTWhiteListManager.h"
+#include "IsolatedHome.h"
 
 #include <algorithm>
 #include <chrono>
@@ -241,18 +241,11 @@ int main(int argc, char** argv)
     // A private home and bundle, so the stores use files of their own.
     char tmpl[] = "/tmp/quilt-bench-XXXXXX";
     const std::string root = ::mkdtemp(tmpl);
-    ::setenv("HOME", root.c_str(), 1);
-    ::setenv("XDG_DATA_HOME", (root + "/data").c_str(), 1);
-    ::setenv("XDG_CONFIG_HOME", (root + "/config").c_str(), 1);
-    ::setenv("XDG_CACHE_HOME", (root + "/cache").c_str(), 1);
-    const std::string bundle = root + "/Bench.app";
-    KTFileUtil::makeDirectories(bundle + "/Contents/Resources");
-    KTPlist::writeFile(bundle + "/Contents/Info.plist",
-                       {{"CFBundleIdentifier", "org.quilt.bench"}, {"CFBundleShortVersionString", "1.0"}});
-    KTBundle::writeUniqueIdentifier(bundle, "bench");
+    const std::string home = test::isolateHome(root);
+    const std::string bundle = test::makeAppBundle(root, "Bench", "1.0", "bench");
     KTBundle::setMainPath(bundle);
     ::setenv("QUILT_BUNDLE", bundle.c_str(), 1);
-    const std::string folder = root + "/data/Quilt/bench/";
+    const std::string folder = home + "/.local/share/Quilt/bench/";
     KTFileUtil::makeDirectories(folder);
 
     struct Case {

@@ -4,7 +4,6 @@ idle_bench.sh, which starts a private headless desktop and says what each
 case is). Standard library only; it reuses the app, sampling and process
 helpers of ../tabs/tabs_bench.py."""
 import argparse
-import http.server
 import json
 import os
 import shutil
@@ -18,6 +17,7 @@ import urllib.parse
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "tabs"))
 import tabs_bench as tb  # noqa: E402
+from benchlib import serve  # noqa: E402  (bench/ is on the path through tabs_bench)
 
 sb, log, xdotool, wait_for = tb.sb, tb.log, tb.xdotool, tb.wait_for
 MAIL_HOST = "mail.google.com"  # a watched service's host, reached through the server as proxy
@@ -59,29 +59,17 @@ class Server:
     def __init__(self):
         page = inbox_page()
         self.hosts = set()
-        hosts = self.hosts
 
-        class Handler(http.server.BaseHTTPRequestHandler):
-            def do_GET(self):
-                hosts.add(urllib.parse.urlparse(self.path).hostname or self.headers.get("Host", ""))
-                # A proxied request names the whole address; favicons and
-                # the like get a plain 404.
-                if urllib.parse.urlparse(self.path).path.endswith(".ico"):
-                    self.send_response(404)
-                    self.end_headers()
-                    return
-                self.send_response(200)
-                self.send_header("Content-Type", "text/html; charset=utf-8")
-                self.send_header("Content-Length", str(len(page)))
-                self.end_headers()
-                self.wfile.write(page)
+        def respond(path):
+            # A proxied request names the whole address; favicons and the
+            # like get a plain 404.
+            u = urllib.parse.urlparse(path)
+            self.hosts.add(u.hostname or "127.0.0.1")
+            if u.path.endswith(".ico"):
+                return 404, "text/plain", b""
+            return 200, "text/html; charset=utf-8", page
 
-            def log_message(self, *args):
-                pass
-
-        self.httpd = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        self.httpd.daemon_threads = True
-        threading.Thread(target=self.httpd.serve_forever, daemon=True).start()
+        self.httpd = serve(respond)
         self.base = "http://127.0.0.1:%d" % self.httpd.server_address[1]
 
 
@@ -261,10 +249,14 @@ def main(argv):
     ap.add_argument("--template", required=True)
     ap.add_argument("--idle-seconds", type=float, default=60)
     ap.add_argument("--settle", type=float, default=20)
-    ap.add_argument("--tray-host", help="the built bench/idle/tray_host, for menu-bar mode")
+    ap.add_argument("--tray-host", help="the built bench/idle/tray_host, for menu-bar mode "
+                    "(default: the one in the template's build tree)")
     ap.add_argument("--only", default=",".join(CASES), help="cases to measure, comma separated")
     opt = ap.parse_args(argv)
     opt.only = set(opt.only.split(","))
+    if not opt.tray_host:
+        built = os.path.join(os.path.dirname(os.path.abspath(opt.template)), "bench", "idle", "tray_host")
+        opt.tray_host = built if os.access(built, os.X_OK) else None
     if sb.LIBC.prctl(sb.PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0:
         log("# warning: cannot become a subreaper; orphaned web processes are not counted")
     signal.signal(signal.SIGTERM, lambda *a: sys.exit(143))

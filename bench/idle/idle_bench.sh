@@ -31,29 +31,5 @@
 # Output: one line per case and a final "RESULT {json}".
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-root=$(cd "$here/../.." && pwd)
-if [[ "${1:-}" == "-h" || "${1:-}" == "--help" ]]; then
-  sed -n '2,/^set -euo/p' "$0" | sed '$d; s/^# \{0,1\}//'
-  exit 0
-fi
-build=${QUILT_BUILD_DIR:-$root/build}
-args=()
-while (($#)); do
-  case "$1" in
-    --build) build=$2; shift 2 ;;
-    *) args+=("$1"); shift ;;
-  esac
-done
-[[ "$build" = /* ]] || build=$PWD/$build
-template=$build/DefaultApp.app
-if [[ ! -x "$template/Contents/MacOS/DefaultApp" ]]; then
-  echo "idle_bench: no template bundle at $template (build first)" >&2
-  exit 2
-fi
-if [[ -z "${QUILT_IDLE_BENCH_SESSION:-}" ]]; then
-  export QUILT_IDLE_BENCH_SESSION=1
-  exec "$root/tests/desktop-session" bash "$0" --build "$build" "${args[@]}"
-fi
-tray=()
-[[ -x "$build/bench/idle/tray_host" ]] && tray=(--tray-host "$build/bench/idle/tray_host")
-exec python3 "$here/idle_bench.py" --template "$template" "${tray[@]}" "${args[@]}"
+source "$here/../bench-start.sh"
+bench_start idle_bench "$here/idle_bench.py" "$@"

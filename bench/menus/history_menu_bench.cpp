@@ -13,9 +13,9 @@
 #include "core/config/KTFileUtil.h"
 #include "core/config/KTHistoryManager.h"
 #include "core/config/KTJson.h"
-#include "core/config/KTPlist.h"
 #include "core/config/KTShared.h"
 #include "ui/menubar/KTMainMenuController.h"
+#include "IsolatedHome.h"
 
 #include <gtk/gtk.h>
 
@@ -109,16 +109,9 @@ int main(int argc, char** argv)
 
     char tmpl[] = "/tmp/quilt-menu-bench-XXXXXX";
     const std::string root = ::mkdtemp(tmpl);
-    ::setenv("HOME", root.c_str(), 1);
-    ::setenv("XDG_DATA_HOME", (root + "/data").c_str(), 1);
-    ::setenv("XDG_CONFIG_HOME", (root + "/config").c_str(), 1);
-    const std::string bundle = root + "/Bench.app";
-    KTFileUtil::makeDirectories(bundle + "/Contents/Resources");
-    KTPlist::writeFile(bundle + "/Contents/Info.plist",
-                       {{"CFBundleIdentifier", "org.quilt.bench"}, {"CFBundleShortVersionString", "1.0"}});
-    KTBundle::writeUniqueIdentifier(bundle, "bench");
-    KTBundle::setMainPath(bundle);
-    const std::string folder = root + "/data/Quilt/bench/";
+    const std::string home = test::isolateHome(root);
+    KTBundle::setMainPath(test::makeAppBundle(root, "Bench", "1.0", "bench"));
+    const std::string folder = home + "/.local/share/Quilt/bench/";
     KTFileUtil::makeDirectories(folder);
     if (!gtk_init_check(&argc, &argv)) {
         std::fprintf(stderr, "history_menu_bench: no display (run it under tests/desktop-session)\n");

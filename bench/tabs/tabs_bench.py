@@ -4,7 +4,6 @@ which starts a private headless desktop and says what each phase measures).
 Standard library only; it shares the screen, process-tree and bundle helpers
 of ../startup/startup_bench.py, and its idle sampling serves ../idle."""
 import argparse
-import http.server
 import json
 import os
 import shutil
@@ -19,7 +18,7 @@ import urllib.parse
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "startup"))
 import startup_bench as sb  # noqa: E402
-from benchlib import status_kib  # noqa: E402  (startup_bench puts bench/ on the path)
+from benchlib import serve, status_kib  # noqa: E402  (startup_bench puts bench/ on the path)
 
 log = sb.log
 
@@ -56,39 +55,25 @@ class Server:
     def __init__(self):
         self.hits = {}
         self.lock = threading.Lock()
-        outer = self
 
-        class Handler(http.server.BaseHTTPRequestHandler):
-            def do_GET(self):
-                u = urllib.parse.urlparse(self.path)
-                q = dict(urllib.parse.parse_qsl(u.query))
-                if u.path == "/tab":
-                    body = tab_page(int(q.get("n", 0)))
-                elif u.path == "/nav":
-                    body = nav_page(int(q.get("n", 0)), int(q.get("end", 0)))
-                elif u.path == "/hold":
-                    body = ("<!doctype html><title>Waiting</title><body><script>setTimeout(()=>"
-                            "{location.href='/nav?n=1&end=%s'},%s)</script>" % (q["end"], q["ms"])).encode()
-                else:
-                    self.send_response(404)
-                    self.end_headers()
-                    return
-                with outer.lock:
-                    key = u.path + ("?n=" + q["n"] if "n" in q else "")
-                    outer.hits[key] = outer.hits.get(key, 0) + 1
-                self.send_response(200)
-                self.send_header("Content-Type", "text/html; charset=utf-8")
-                self.send_header("Content-Length", str(len(body)))
-                self.send_header("Cache-Control", "no-store")
-                self.end_headers()
-                self.wfile.write(body)
+        def respond(path):
+            u = urllib.parse.urlparse(path)
+            q = dict(urllib.parse.parse_qsl(u.query))
+            if u.path == "/tab":
+                body = tab_page(int(q.get("n", 0)))
+            elif u.path == "/nav":
+                body = nav_page(int(q.get("n", 0)), int(q.get("end", 0)))
+            elif u.path == "/hold":
+                body = ("<!doctype html><title>Waiting</title><body><script>setTimeout(()=>"
+                        "{location.href='/nav?n=1&end=%s'},%s)</script>" % (q["end"], q["ms"])).encode()
+            else:
+                return 404, "text/plain", b""
+            with self.lock:
+                key = u.path + ("?n=" + q["n"] if "n" in q else "")
+                self.hits[key] = self.hits.get(key, 0) + 1
+            return 200, "text/html; charset=utf-8", body
 
-            def log_message(self, *args):
-                pass
-
-        self.httpd = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        self.httpd.daemon_threads = True
-        threading.Thread(target=self.httpd.serve_forever, daemon=True).start()
+        self.httpd = serve(respond)
         self.base = "http://127.0.0.1:%d" % self.httpd.server_address[1]
 
     def hit(self, key):
